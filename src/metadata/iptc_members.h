@@ -1,0 +1,11 @@
+#pragma once
+
+namespace kestr {
+
+/// Parsed IPTC data.
+class CIPTC_Members {
+public:
+    virtual ~CIPTC_Members() = default;
+};
+
+}  // namespace kestr

@@ -1,0 +1,89 @@
+#include "readers/image_reader.h"
+
+#include "base/callback.h"
+
+namespace kestr {
+
+constexpr char kUnexpectedError[] = "An unexpected error occurred.";
+constexpr char kAborted[] = "Load aborted.";
+
+CImageReader::~CImageReader() = default;
+
+bool CImageReader::Probe(const KESTR_CHAR* path, int page) {
+    try {
+        const bool opened = Open(path, page);
+        Close();
+        return opened;
+    } catch (...) {
+        return Fail(kUnexpectedError);
+    }
+}
+
+bool CImageReader::StartLoad(const KESTR_CHAR* path, int page, CCallbackCls* session) {
+    m_session = session;
+    m_loading = true;
+    // The flag goes down on every way out, an exception included.
+    struct CGuard {
+        bool& flag;
+        ~CGuard() { flag = false; }
+    } guard{m_loading};
+    return Load(path, page);
+}
+
+void CImageReader::ResetForLoad() {
+    m_description = "Format: ";
+    m_comment.clear();
+    m_cameraText.clear();
+    m_exif.reset();
+    m_soundClip.clear();
+    m_xmpData.clear();
+    m_iccProfile.clear();
+    m_alpha.clear();
+}
+
+void CImageReader::RequestThumbnail(uint32_t width, uint32_t height, int fit) {
+    m_thumbnailRequested = true;
+    m_thumbnailWidth = width;
+    m_thumbnailHeight = height;
+    m_thumbnailFit = fit;
+}
+
+void CImageReader::SetICCProfile(std::span<const uint8_t> profile) {
+    m_iccProfile.assign(profile.begin(), profile.end());
+}
+
+void CImageReader::SetComment(std::string_view text) {
+    m_comment.clear();
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '\r' && text[i] != '\n') {
+            m_comment += text[i];
+            continue;
+        }
+        if (text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n') ++i;
+        m_comment += "\r\n";
+    }
+    const size_t last = m_comment.find_last_not_of(" \t\r\n\v\f");
+    m_comment.resize(last == std::string::npos ? 0 : last + 1);
+}
+
+bool CImageReader::Fail(std::string_view words) {
+    m_errorText = words;
+    return false;
+}
+
+void CImageReader::ReportProgress(uint32_t row, int passIndex, int passCount) {
+    const int32_t height = m_bitmapInfo.Height();
+    if (m_session == nullptr || height <= 0 || row > static_cast<uint32_t>(height)) return;
+    const auto percent = static_cast<uint32_t>(uint64_t{row} * 100 / static_cast<uint32_t>(height));
+    if (percent == m_lastPercent) return;
+    m_lastPercent = percent;
+    m_session->ReportPassProgress(static_cast<int>(percent), passIndex, passCount);
+}
+
+bool CImageReader::CheckAbort() {
+    if (m_session == nullptr || !m_session->IsAbortRequested()) return false;
+    m_errorText = kAborted;
+    return true;
+}
+
+}  // namespace kestr
