@@ -242,14 +242,22 @@ public:
     CCallbackCls* undoNotify = nullptr;  // told of each snapshot
 
 private:
-    friend class CImageLoad;
-
     bool grayChecked = false;
     bool isGray = false;
     uint16_t lastPercent = 0;
 
     bool ScanForColour() const;
+
+    // Steps that loads and thumbnail loads share: image_load.cpp.
+    bool FindFile(const KESTR_CHAR* path, uint32_t background);
+    void HandSettings(CImageReader& reader);
+    bool ReadRows(CImageReader& reader);
+    void CloseReader(CImageReader& reader);
     void TakeFromReader(CImageReader& reader, int page);
+    void TakePicture(CImageReader& reader);
+    void DescribeProfile();
+
+    bool CopyDIB(const uint8_t* header, const uint8_t* pixels, bool alphaFlag, int undo);
 };
 
 }  // namespace kestr
