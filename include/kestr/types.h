@@ -125,54 +125,57 @@ enum {
 };
 
 /** Copies a NUL-terminated text; null for a null pointer or when memory runs out. */
-KESTR_API BSTR SysAllocString(const KESTR_CHAR* text);
+KESTR_API BSTR KESTR_CALL SysAllocString(const KESTR_CHAR* text);
 
 /** Copies `length` units, which may include NULs. A null `text` leaves the units unset. Null when
  *  memory runs out. */
-KESTR_API BSTR SysAllocStringLen(const KESTR_CHAR* text, uint32_t length);
+KESTR_API BSTR KESTR_CALL SysAllocStringLen(const KESTR_CHAR* text, uint32_t length);
 
 /** Copies `byteLength` bytes as they are. A null `bytes` leaves them unset. Null when memory runs
  *  out. */
-KESTR_API BSTR SysAllocStringByteLen(const char* bytes, uint32_t byteLength);
+KESTR_API BSTR KESTR_CALL SysAllocStringByteLen(const char* bytes, uint32_t byteLength);
 
 /** Frees a text; null is allowed. */
-KESTR_API void SysFreeString(BSTR text);
+KESTR_API void KESTR_CALL SysFreeString(BSTR text);
 
 /** Length in units, 0 for null. */
-KESTR_API uint32_t SysStringLen(BSTR text);
+KESTR_API uint32_t KESTR_CALL SysStringLen(BSTR text);
 
 /** Length in bytes, 0 for null. */
-KESTR_API uint32_t SysStringByteLen(BSTR text);
+KESTR_API uint32_t KESTR_CALL SysStringByteLen(BSTR text);
 
 /* The array functions that return int32_t give an HRESULT: 0 for success, else negative. */
 
 /** An array of one dimension, zeroed. `type` is one of the VT_ numbers above (VT_ARRAY added to it
  *  changes nothing). Null for another type or when memory runs out. */
-KESTR_API SAFEARRAY* SafeArrayCreateVector(VARTYPE type, int32_t lowerBound, uint32_t count);
+KESTR_API SAFEARRAY* KESTR_CALL SafeArrayCreateVector(VARTYPE type, int32_t lowerBound,
+                                                      uint32_t count);
 
 /** Frees the array and its data; refused while the data is accessed. Null is allowed. */
-KESTR_API int32_t SafeArrayDestroy(SAFEARRAY* array);
+KESTR_API int32_t KESTR_CALL SafeArrayDestroy(SAFEARRAY* array);
 
 /** Gives the first element and locks the array until SafeArrayUnaccessData. */
-KESTR_API int32_t SafeArrayAccessData(SAFEARRAY* array, void** data);
+KESTR_API int32_t KESTR_CALL SafeArrayAccessData(SAFEARRAY* array, void** data);
 
 /** Takes back one lock of SafeArrayAccessData. */
-KESTR_API int32_t SafeArrayUnaccessData(SAFEARRAY* array);
+KESTR_API int32_t KESTR_CALL SafeArrayUnaccessData(SAFEARRAY* array);
 
 /** Number of dimensions, 0 for null. */
-KESTR_API uint32_t SafeArrayGetDim(SAFEARRAY* array);
+KESTR_API uint32_t KESTR_CALL SafeArrayGetDim(SAFEARRAY* array);
 
 /** Bytes of one element, 0 for null. */
-KESTR_API uint32_t SafeArrayGetElemsize(SAFEARRAY* array);
+KESTR_API uint32_t KESTR_CALL SafeArrayGetElemsize(SAFEARRAY* array);
 
 /** First index of a dimension, which counts from 1. */
-KESTR_API int32_t SafeArrayGetLBound(SAFEARRAY* array, uint32_t dimension, int32_t* bound);
+KESTR_API int32_t KESTR_CALL SafeArrayGetLBound(SAFEARRAY* array, uint32_t dimension,
+                                                int32_t* bound);
 
 /** Last index of a dimension, which counts from 1; the lower bound - 1 for an empty array. */
-KESTR_API int32_t SafeArrayGetUBound(SAFEARRAY* array, uint32_t dimension, int32_t* bound);
+KESTR_API int32_t KESTR_CALL SafeArrayGetUBound(SAFEARRAY* array, uint32_t dimension,
+                                                int32_t* bound);
 
 /** The VT_ number of the elements. */
-KESTR_API int32_t SafeArrayGetVartype(SAFEARRAY* array, VARTYPE* type);
+KESTR_API int32_t KESTR_CALL SafeArrayGetVartype(SAFEARRAY* array, VARTYPE* type);
 
 #endif /* not Windows */
 

@@ -1,6 +1,7 @@
 #include "readers/image_reader.h"
 
 #include "base/callback.h"
+#include "base/text_lines.h"
 
 namespace kestr {
 
@@ -53,15 +54,7 @@ void CImageReader::SetICCProfile(std::span<const uint8_t> profile) {
 }
 
 void CImageReader::SetComment(std::string_view text) {
-    m_comment.clear();
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '\r' && text[i] != '\n') {
-            m_comment += text[i];
-            continue;
-        }
-        if (text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n') ++i;
-        m_comment += "\r\n";
-    }
+    m_comment = WithCrLf(text);
     const size_t last = m_comment.find_last_not_of(" \t\r\n\v\f");
     m_comment.resize(last == std::string::npos ? 0 : last + 1);
 }
