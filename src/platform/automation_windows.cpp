@@ -1,6 +1,5 @@
-// Texts and arrays of oleaut32.
+// Texts and arrays of oleaut32, which <windows.h> brings along.
 #include <limits>
-#include <oleauto.h>
 #include <windows.h>
 
 #include "platform/automation.h"
