@@ -156,6 +156,44 @@ public:
 
     // ---- operations: ops/ -----------------------------------------------------------------------
 
+    /// The frame: runs an operation on the picture, or within the rectangle, mask, feather and
+    /// inverse selection. An exception ends it with errorText set.
+    class COperation;
+    void RunOperation(COperation& operation, int undo);
+    /// Whether the rectangle lies within the picture.
+    [[nodiscard]] bool IsOpRectValid() const;
+    /// The rectangle's pixels, and their way back under feather and mask; it must be valid. The
+    /// 8-bit store must have 8 or 24 bits a pixel.
+    [[nodiscard]] CPixelBytes CopyOpRect8(CBitmapInfo& partInfo);
+    [[nodiscard]] CPixelWords CopyOpRect16();
+    void MergeOpRect8(CPixelBytes& part, const CBitmapInfo& partInfo);
+    void MergeOpRect16(CPixelWords& part);
+
+    // Formats of the 8-bit store: pixel_format.cpp.
+    /// Pixels of fewer than 8 bits become palette indices; those of a gray image become levels.
+    void WidenTo8Bits();
+    /// Pixels of fewer than 24 bits become the colours of their palette entries.
+    void ExpandTo24Bits();
+    /// A 1-bit picture gets the darker of its two colours as entry 0, its bits complemented.
+    void NormalizeBilevel();
+
+    // Selection and transparency.
+    /// Stores sides that may come in either order and are inclusive, and takes the mask away. All
+    /// four -1 clear the rectangle.
+    void SetOpRect(int32_t x1, int32_t y1, int32_t x2, int32_t y2, int16_t feather);
+    /// Forgets the rectangle and its mask, and keeps the feather.
+    void ClearOpRect();
+    /// Takes a mask of (width - 1) x (height - 1) of the stored rectangle; null takes it away.
+    void LoadOpMask(const uint8_t* mask);
+    void ClearTransparency();
+    /// Takes a byte a pixel, 0 for transparent, in place of all other transparency.
+    void LoadAlphaMask(const uint8_t* mask);
+    /// Flattens onto a colour; false when nothing is transparent.
+    bool MergeTransparency(uint32_t colour);
+    /// Lays another picture over this one, its top left corner at (x, y).
+    bool MergeImage(CImageBits& source, int32_t x, int32_t y, uint8_t opacity, int16_t feather,
+                    int undo);
+
     // Geometry.
     bool OpMirror(int undo);
     /// Turns by 90, 180 or 270 degrees clockwise; negative angles turn the other way.
@@ -167,6 +205,24 @@ public:
     // Tone.
     bool OpAdjustLevels(const std::array<uint32_t, 3>& red, const std::array<uint32_t, 3>& green,
                         const std::array<uint32_t, 3>& blue, double levelsGamma, int undo);
+    // Percentages are added to what is there; they are not checked.
+    void OpBrighter(int percent, int undo);
+    void OpContrast(int percent, int undo);
+    void OpNegative(int undo);
+    void OpRGBAdjust(int redPercent, int greenPercent, int bluePercent, int undo);
+    void OpHSVAdjust(int huePercent, int saturationPercent, int valuePercent, int undo);
+    void OpGrayScale(int undo);
+    /// Applies level ^ (1 / (gamma * factor)) to the whole picture.
+    void OpGammaTable(double newGamma, double factor, int undo);
+    /// Makes `colour`, a COLORREF, the gray (mode 1), black (2) or white point.
+    bool OpSetColorPoint(uint8_t mode, uint32_t colour, int undo);
+    /// Makes one pixel a colour, 16 bits a channel where there is a 16-bit store.
+    void OpSetPixelColor(uint32_t x, uint32_t y, uint16_t red, uint16_t green, uint16_t blue,
+                         int undo);
+    bool OpRemoveRedEye(uint8_t saturationMin, int16_t hue, uint8_t valuePercent, int undo);
+    /// `fraction` of the pixels, in thousandths, may be clipped.
+    bool OpAutoContrast(uint32_t thousandths, int undo);
+    bool OpAutoLevel(uint32_t thousandths, int undo);
 
     // ---- state ----------------------------------------------------------------------------------
 
@@ -247,6 +303,8 @@ private:
     uint16_t lastPercent = 0;
 
     bool ScanForColour() const;
+    void RunOn8Bits(COperation& operation);
+    void RunOn16Bits(COperation& operation);
 
     // Steps that loads and thumbnail loads share: image_load.cpp.
     bool FindFile(const KESTR_CHAR* path, uint32_t background);
