@@ -8,14 +8,15 @@ function(kestr_limit_exports target)
         file(READ ${header} content)
         string(APPEND text "${content}")
     endforeach()
-    # A declaration ends in: KESTR_CALL name(  -- the macro's own definition has no parenthesis.
-    string(REGEX MATCHALL "KESTR_CALL[ \t\r\n*]+[A-Za-z0-9_]+\\(" declarations "${text}")
+    # Declarations run from KESTR_API to the parenthesis behind the name; the word itself occurs
+    # elsewhere too, hence the filter.
+    string(REGEX MATCHALL "KESTR_API[^;#(]*\\(" declarations "${text}")
     set(names "")
     foreach(declaration IN LISTS declarations)
-        string(REGEX REPLACE "KESTR_CALL[ \t\r\n*]+([A-Za-z0-9_]+)\\(" "\\1" name
-               "${declaration}")
-        list(APPEND names ${name})
+        string(REGEX REPLACE "^.*[^A-Za-z0-9_]([A-Za-z0-9_]+)\\($" "\\1" name "${declaration}")
+        list(APPEND names "${name}")
     endforeach()
+    list(FILTER names INCLUDE REGEX "^(c[A-Z]|Sys|SafeArray)")
     list(REMOVE_DUPLICATES names)
     list(SORT names)
     if(WIN32)
@@ -26,6 +27,10 @@ function(kestr_limit_exports target)
         file(CONFIGURE OUTPUT ${file} CONTENT "LIBRARY KESTR\nEXPORTS\n    @lines@\n" @ONLY)
         target_sources(${target} PRIVATE ${file})
         target_link_options(${target} PRIVATE -Wl,--enable-stdcall-fixup)
+        add_custom_command(TARGET ${target} POST_BUILD VERBATIM COMMAND ${CMAKE_COMMAND}
+            -DNM=${CMAKE_NM} -DDLLTOOL=${CMAKE_DLLTOOL} -DDLL=$<TARGET_FILE:${target}> -DDEF=${file}
+            -DIMPORT_LIBRARY=$<TARGET_LINKER_FILE:${target}>
+            -P ${PROJECT_SOURCE_DIR}/cmake/import_library.cmake)
     else()
         list(JOIN names ";\n        " lines)
         if(names)

@@ -21,7 +21,7 @@ if(CMAKE_BUILD_TYPE STREQUAL "Debug")
 endif()
 if(WIN32)
     # The DLL and the programs stand alone: no compiler run-time DLL beside them.
-    target_compile_definitions(kestr_flags INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN
+    target_compile_definitions(kestr_flags INTERFACE UNICODE _UNICODE NOMINMAX
                                _WIN32_WINNT=0x0601)
     target_link_options(kestr_flags INTERFACE -static)
 endif()

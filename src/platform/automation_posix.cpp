@@ -1,10 +1,10 @@
 // The automation functions where the system has none, with the layouts of 64-bit Windows: a text
 // stands behind its length in bytes, an array's descriptor behind its element type.
+#include "platform/automation.h"
+
 #include <cstring>
 #include <limits>
 #include <new>
-
-#include "platform/automation.h"
 
 namespace {
 

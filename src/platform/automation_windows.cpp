@@ -1,8 +1,8 @@
 // Texts and arrays of oleaut32, which <windows.h> brings along.
-#include <limits>
-#include <windows.h>
-
 #include "platform/automation.h"
+
+#include <windows.h>
+#include <limits>
 
 namespace kestr::automation {
 

@@ -1,8 +1,8 @@
 // UTF-8 and UTF-16. Layouts: RFC 3629.
+#include "platform/code_page.h"
+
 #include <cstdint>
 #include <optional>
-
-#include "platform/code_page.h"
 
 namespace kestr {
 namespace {

@@ -1,7 +1,7 @@
 // The code page of the calling thread.
-#include <windows.h>
-
 #include "platform/code_page.h"
+
+#include <windows.h>
 
 namespace kestr {
 

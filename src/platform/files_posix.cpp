@@ -1,10 +1,11 @@
+#include "platform/files.h"
+
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "platform/code_page.h"
-#include "platform/files.h"
 
 namespace kestr {
 

@@ -1,7 +1,8 @@
+#include "platform/files.h"
+
 #include <windows.h>
 
 #include "platform/code_page.h"
-#include "platform/files.h"
 
 namespace kestr {
 

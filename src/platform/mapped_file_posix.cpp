@@ -1,10 +1,11 @@
+#include "platform/mapped_file.h"
+
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "platform/code_page.h"
-#include "platform/mapped_file.h"
 
 namespace kestr {
 

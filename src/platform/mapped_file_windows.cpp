@@ -1,7 +1,8 @@
+#include "platform/mapped_file.h"
+
 #include <windows.h>
 
 #include "platform/code_page.h"
-#include "platform/mapped_file.h"
 
 namespace kestr {
 namespace {

@@ -1,3 +1,5 @@
+#include "platform/picture_memory.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -5,8 +7,6 @@
 #include <new>
 #include <sys/mman.h>
 #include <utility>
-
-#include "platform/picture_memory.h"
 
 namespace kestr {
 namespace {

@@ -1,7 +1,7 @@
-#include <new>
-#include <windows.h>
-
 #include "platform/picture_memory.h"
+
+#include <windows.h>
+#include <new>
 
 namespace kestr {
 namespace {

@@ -1,7 +1,6 @@
 #include "readers/image_reader.h"
 
 #include "base/callback.h"
-#include "color/icc_profile.h"
 #include "base/text_lines.h"
 
 namespace kestr {
@@ -51,7 +50,7 @@ void CImageReader::RequestThumbnail(uint32_t width, uint32_t height, int fit) {
 }
 
 void CImageReader::SetICCProfile(std::span<const uint8_t> profile) {
-    if (OpensAsICCProfile(profile)) m_iccProfile.assign(profile.begin(), profile.end());
+    m_iccProfile.assign(profile.begin(), profile.end());
 }
 
 void CImageReader::SetComment(std::string_view text) {
