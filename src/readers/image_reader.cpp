@@ -1,6 +1,7 @@
 #include "readers/image_reader.h"
 
 #include "base/callback.h"
+#include "color/icc_profile.h"
 #include "base/text_lines.h"
 
 namespace kestr {
@@ -50,7 +51,7 @@ void CImageReader::RequestThumbnail(uint32_t width, uint32_t height, int fit) {
 }
 
 void CImageReader::SetICCProfile(std::span<const uint8_t> profile) {
-    m_iccProfile.assign(profile.begin(), profile.end());
+    if (OpensAsICCProfile(profile)) m_iccProfile.assign(profile.begin(), profile.end());
 }
 
 void CImageReader::SetComment(std::string_view text) {

@@ -1,0 +1,30 @@
+// What a command of the program is. A new one is one source with a CCommand and one line in
+// main.cpp.
+#pragma once
+
+#include <span>
+#include <string_view>
+
+#include "options.h"
+
+namespace tool {
+
+enum ExitCode : int {
+    kDone = 0,
+    kFailed = 1,   // refused, or could not be done
+    kUsage = 2,    // the command line makes no sense
+    kDamaged = 3,  // done, but a picture was only partly readable
+};
+
+struct CCommand {
+    std::string_view name;
+    std::string_view arguments;  // as the usage line shows them
+    std::string_view summary;    // one line
+    std::span<const COption> options;
+    ExitCode (*run)(const CCommandLine& line);
+};
+
+extern const CCommand kInfoCommand;
+extern const CCommand kConvertCommand;
+
+}  // namespace tool

@@ -1,0 +1,85 @@
+// kestr: pictures from the command line, by nothing but the library's public header.
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <string>
+
+#include "command.h"
+#include "system.h"
+#include "text.h"
+
+namespace tool {
+namespace {
+
+constexpr const CCommand* kCommands[] = {&kInfoCommand, &kConvertCommand};
+
+void Print(const std::string& text) {
+    std::fputs(text.c_str(), stdout);
+}
+
+// Two columns, the left one wide enough for its longest entry.
+std::string Column(std::string_view left, size_t width, std::string_view right) {
+    std::string line = "  " + std::string(left);
+    line.resize(std::max(line.size() + 2, width + 4), ' ');
+    return line + std::string(right) + "\n";
+}
+
+void PrintHelp() {
+    Print("Usage: kestr COMMAND [OPTIONS] FILE...\n\nCommands:\n");
+    for (const CCommand* command : kCommands) Print(Column(command->name, 10, command->summary));
+    Print(
+        "\nkestr COMMAND --help tells more. kestr --version prints the version.\n"
+        "Exit code: 0 done, 1 refused or failed, 2 wrong usage, 3 a picture was damaged.\n");
+}
+
+void PrintHelp(const CCommand& command) {
+    Print("Usage: kestr " + std::string(command.name) + " " + std::string(command.arguments) +
+          "\n\n" + std::string(command.summary) + ".\n");
+    if (command.options.empty()) return;
+    Print("\nOptions:\n");
+    for (const COption& option : command.options) {
+        const std::string value = option.value.empty() ? "" : " " + std::string(option.value);
+        Print(Column(std::string(option.name) + value, 22, option.help));
+    }
+}
+
+ExitCode RunCommand(const CCommand& command, std::span<const std::filesystem::path> arguments) {
+    const CCommandLine line = ParseCommandLine(arguments, command.options);
+    if (!line.error.empty()) {
+        Complain(line.error + "; see kestr " + std::string(command.name) + " --help");
+        return kUsage;
+    }
+    if (line.Has("--help")) {
+        PrintHelp(command);
+        return kDone;
+    }
+    return command.run(line);
+}
+
+}  // namespace
+
+int Run(const std::vector<std::filesystem::path>& arguments) {
+    const std::string first = arguments.empty() ? "" : Display(arguments.front());
+    if (first == "--help" || first == "-h" || first == "help") {
+        PrintHelp();
+        return kDone;
+    }
+    if (first == "--version") {
+        Print("kestr " KESTR_VERSION "\n");
+        return kDone;
+    }
+    const auto command = std::ranges::find(kCommands, first, &CCommand::name);
+    if (command == std::end(kCommands)) {
+        Complain(arguments.empty() ? "no command; see kestr --help"
+                                   : "unknown command " + first + "; see kestr --help");
+        return kUsage;
+    }
+    try {
+        return RunCommand(**command, std::span(arguments).subspan(1));
+    } catch (const std::exception& failure) {  // out of memory, as a rule
+        Complain(failure.what());
+        return kFailed;
+    }
+}
+
+}  // namespace tool

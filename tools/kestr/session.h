@@ -1,0 +1,81 @@
+// The library's handles, texts and arrays with owners, and its calls for the system's own paths.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <type_traits>
+
+#include <kestr/kestr.h>
+
+namespace tool {
+
+class CProgressBar;
+
+struct CSessionDeleter {
+    void operator()(HKESTRSESSION session) const { cDestroySession(session); }
+};
+using CSessionHandle = std::unique_ptr<std::remove_pointer_t<HKESTRSESSION>, CSessionDeleter>;
+
+/// A text that the library gave out.
+class CText {
+public:
+    CText() = default;
+    CText(const CText&) = delete;
+    CText& operator=(const CText&) = delete;
+    ~CText();
+
+    /// For the call that fills it.
+    BSTR* Out() { return &m_text; }
+    [[nodiscard]] bool IsNull() const { return m_text == nullptr; }
+    /// The text as UTF-8; empty for null.
+    [[nodiscard]] std::string Utf8() const;
+
+private:
+    BSTR m_text = nullptr;
+};
+
+/// What a file is, by its header.
+struct CFileInfo {
+    int32_t typeId = 0;
+    uint32_t width = 0;
+    uint32_t height = 0;
+    uint8_t bits = 0;
+    uint32_t pages = 0;
+    std::string description;  // lines, the first begins "Format: "
+    std::string comment;
+    std::string cameraInfo;
+    std::string cameraDate;
+};
+
+/// What the loaded picture is.
+struct CImageInfo {
+    uint32_t width = 0;
+    uint32_t height = 0;
+    uint8_t bits = 0;
+    int32_t typeId = 0;
+    int32_t pages = 0;
+    int32_t isGray = 0;
+};
+
+class CSession {
+public:
+    CSession();
+
+    [[nodiscard]] HKESTRSESSION Handle() const { return m_session.get(); }
+    bool Load(const std::filesystem::path& path, int page, CProgressBar& progress);
+    bool Save(const std::filesystem::path& path, int typeId, int option, CProgressBar& progress);
+    [[nodiscard]] CImageInfo Info() const;
+    /// Whether rows of the loaded picture are missing or its file was damaged.
+    [[nodiscard]] bool IsDamaged() const;
+
+private:
+    CSessionHandle m_session;
+};
+
+/// Asks a file; none, with `error` in plain words, when it is no picture.
+std::optional<CFileInfo> QueryFile(const std::filesystem::path& path, uint32_t page,
+                                   std::string& error);
+
+}  // namespace tool
