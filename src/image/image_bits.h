@@ -95,6 +95,7 @@ public:
     void RemoveMetadata();
     /// Tells the caller of a save how far it is; only changed percentages pass.
     void ReportSaveProgress(uint32_t row);
+    void ReportSavePercent(uint32_t percent);
 
     // ---- undo: image_undo.cpp -------------------------------------------------------------------
 

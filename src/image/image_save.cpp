@@ -31,11 +31,13 @@ bool CImageBits::Save(const KESTR_CHAR* path, int32_t type, int32_t option, bool
 
 void CImageBits::ReportSaveProgress(uint32_t row) {
     if (Height() <= 0) return;
-    const auto percent =
-        static_cast<uint16_t>(uint64_t{row} * 100 / static_cast<uint32_t>(Height()));
+    ReportSavePercent(static_cast<uint32_t>(uint64_t{row} * 100 / static_cast<uint32_t>(Height())));
+}
+
+void CImageBits::ReportSavePercent(uint32_t percent) {
     if (percent == lastPercent) return;
-    lastPercent = percent;
-    callback::Percent(session, percent);
+    lastPercent = static_cast<uint16_t>(percent);
+    callback::Percent(session, lastPercent);
 }
 
 void CImageBits::RemoveExtraInfo() {

@@ -1,8 +1,11 @@
 #include "readers/image_reader.h"
 
+#include <algorithm>
+
 #include "base/callback.h"
-#include "color/icc_profile.h"
+#include "base/picture_size.h"
 #include "base/text_lines.h"
+#include "color/icc_profile.h"
 
 namespace kestr {
 
@@ -78,6 +81,27 @@ bool CImageReader::CheckAbort() {
     if (m_session == nullptr || !m_session->IsAbortRequested()) return false;
     m_errorText = kAborted;
     return true;
+}
+
+void CImageReader::StartMask() {
+    const auto size = ImageBytes(static_cast<uint32_t>(m_bitmapInfo.Width()),
+                                 static_cast<uint32_t>(m_bitmapInfo.Height()), 1);
+    if (!size) throw std::bad_alloc();
+    m_alpha.ResizeUninitialized(*size);
+}
+
+void CImageReader::StartPlane16(uint32_t samplesPerPixel) {
+    const auto size = ImageBytes(static_cast<uint32_t>(m_bitmapInfo.Width()),
+                                 static_cast<uint32_t>(m_bitmapInfo.Height()), 2 * samplesPerPixel);
+    if (!size) throw std::bad_alloc();
+    m_bits16.ResizeUninitialized(*size / 2);
+}
+
+void CImageReader::ZeroPlanesFrom(uint32_t row) {
+    const auto height = static_cast<uint32_t>(m_bitmapInfo.Height());
+    if (row >= height) return;
+    std::fill(m_alpha.begin() + m_alpha.size() / height * row, m_alpha.end(), uint8_t{0});
+    std::fill(m_bits16.begin() + m_bits16.size() / height * row, m_bits16.end(), uint16_t{0});
 }
 
 }  // namespace kestr

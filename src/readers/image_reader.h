@@ -129,6 +129,13 @@ protected:
     void ReportProgress(uint32_t row, int passIndex, int passCount);
     /// True, with m_errorText set, when the caller asked for an end.
     [[nodiscard]] bool CheckAbort();
+    /// Sizes m_alpha or m_bits16 for the picture of m_bitmapInfo; the content is undefined until
+    /// the rows are written or ZeroPlanesFrom() is called. They raise std::bad_alloc for a picture
+    /// that cannot be held.
+    void StartMask();
+    void StartPlane16(uint32_t samplesPerPixel);
+    /// Zeroes what m_alpha and m_bits16 have for row `row`, counted from the top, and those below.
+    void ZeroPlanesFrom(uint32_t row);
 
 private:
     uint32_t m_lastPercent = 0;
