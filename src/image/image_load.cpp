@@ -19,6 +19,7 @@ namespace kestr {
 constexpr char kLoadException[] = "Exception during image loading.";
 constexpr char kNoErrorReported[] = "No error reported.";
 constexpr char kProfileLabel[] = "\r\nEmbedded Color Profile: ";
+constexpr size_t kMostPadding = 4;  // bytes at the end of a row that may not be pixels
 constexpr char kTooLarge[] = "A picture of %d x %d pixels at %d bits a pixel is too large.";
 
 bool CImageBits::FindFile(const KESTR_CHAR* path, uint32_t background) {
@@ -103,8 +104,8 @@ bool CImageBits::ReadRows(CImageReader& reader) {
         return false;
     }
     const auto rowBytes = static_cast<size_t>(info.RowBytes());
-    // The first row lies last in memory. A row is cleared while it is about to be in the cache,
-    // which costs next to nothing, so that what a reader leaves out is black and never old memory.
+    // The first row lies last in memory. What no row reaches, and the padding that a reader leaves
+    // alone, is cleared here, so that it is black and never old memory.
     uint8_t* row = bits.data() + *bytes;
     struct CClearRest {  // on every way out, an exception included
         CImageBits& image;
@@ -117,7 +118,7 @@ bool CImageBits::ReadRows(CImageReader& reader) {
     } clearRest{*this, row};
     for (int32_t y = 0; y < height; ++y) {
         uint8_t* destination = row - rowBytes;
-        std::memset(destination, 0, rowBytes);
+        if (rowBytes >= kMostPadding) std::memset(row - kMostPadding, 0, kMostPadding);
         if (!reader.ReadLine(destination)) break;
         row = destination;
         ++scanLinesRead;

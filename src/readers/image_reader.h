@@ -41,7 +41,8 @@ public:
     /// Whether the file is one of this reader's; fills the header fields and leaves nothing open.
     virtual bool Probe(const KESTR_CHAR* path, int page);
     /// Writes the next row, top row first, into `destination`, which has room for a row of
-    /// m_bitmapInfo. False ends the picture.
+    /// m_bitmapInfo: every pixel of it, since the memory is not cleared before; padding may be left
+    /// alone. False ends the picture, and what was written of that row is dropped.
     virtual bool ReadLine(uint8_t* destination) = 0;
     virtual void Close() = 0;
     /// Whether m_bits16 will be or has been filled.
