@@ -312,6 +312,7 @@ private:
     void HandSettings(CImageReader& reader);
     bool ReadRows(CImageReader& reader);
     void CloseReader(CImageReader& reader);
+    void FilterTo(int32_t width, int32_t height, int method);
     void TakeFromReader(CImageReader& reader, int page);
     void TakePicture(CImageReader& reader);
     void DescribeProfile();

@@ -12,8 +12,12 @@
 namespace kestr {
 namespace {
 
-/// Room for a picture of `bitCount` bits a pixel; row padding is 0. Throws std::bad_alloc when a
-/// store cannot hold it.
+int SumOfChannels(const CRGBQuad& entry) {
+    return entry.rgbRed + entry.rgbGreen + entry.rgbBlue;
+}
+
+}  // namespace
+
 CPixelBytes MakeStore(int bitCount, int32_t width, int32_t height) {
     const uint64_t rowBytes = CBitmapInfo::RowBytes(bitCount, width);
     const auto bytes = StoreBytes(rowBytes, static_cast<uint64_t>(height));
@@ -27,11 +31,15 @@ CPixelBytes MakeStore(int bitCount, int32_t width, int32_t height) {
     return store;
 }
 
-int SumOfChannels(const CRGBQuad& entry) {
-    return entry.rgbRed + entry.rgbGreen + entry.rgbBlue;
+CPixelWords MakeStore16(int channels, int32_t width, int32_t height) {
+    const auto bytes =
+        StoreBytes(uint64_t{2} * static_cast<uint32_t>(channels) * static_cast<uint32_t>(width),
+                   static_cast<uint32_t>(height));
+    if (!bytes) throw std::bad_alloc();
+    CPixelWords store;
+    store.ResizeUninitialized(*bytes / 2);
+    return store;
 }
-
-}  // namespace
 
 void UnpackIndices(const uint8_t* row, int bitCount, int32_t width, uint8_t* indices) {
     const auto count = static_cast<size_t>(width);
@@ -44,6 +52,22 @@ void UnpackIndices(const uint8_t* row, int bitCount, int32_t width, uint8_t* ind
             break;
         default:
             std::memcpy(indices, row, count);
+    }
+}
+
+void PackIndices(const uint8_t* indices, int bitCount, int32_t width, uint8_t* row) {
+    const auto count = static_cast<size_t>(width);
+    if (bitCount == 8) {
+        std::memcpy(row, indices, count);
+        return;
+    }
+    const auto bits = static_cast<size_t>(bitCount);
+    const size_t pixelsInByte = 8 / bits;
+    for (size_t x = 0; x < count; x += pixelsInByte) {
+        const size_t pixels = std::min(pixelsInByte, count - x);
+        unsigned byte = 0;
+        for (size_t i = 0; i < pixels; ++i) byte |= indices[x + i] << (8 - bits * (i + 1));
+        row[x / pixelsInByte] = static_cast<uint8_t>(byte);
     }
 }
 

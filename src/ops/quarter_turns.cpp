@@ -1,0 +1,179 @@
+// Turns by 90, 180 and 270 degrees.
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <exception>
+#include <vector>
+
+#include "base/messages.h"
+#include "image/image_bits.h"
+#include "ops/mirror.h"
+#include "ops/pixel_format.h"
+#include "ops/pixel_view.h"
+#include "platform/vector_clones.h"
+
+namespace kestr {
+namespace {
+
+// Pixels of a tile's side: its rows, and as many lines of the other picture, stay in the cache.
+constexpr int32_t kTile = 64;
+
+/// Source rows run along destination columns. The walk along a destination row starts at `corner`,
+/// the source pixel of destination (0, 0), and goes by `along` samples; the next destination row
+/// starts `down` samples further.
+template <typename Sample>
+struct CTurn {
+    const Sample* corner;
+    ptrdiff_t along;
+    ptrdiff_t down;
+};
+
+template <typename Sample>
+CTurn<Sample> MakeTurn(const CPixelView<Sample>& source, bool clockwise) {
+    if (clockwise) return {source.Row(source.height - 1), -source.rowStep, source.channels};
+    return {source.top + ptrdiff_t{source.width - 1} * source.channels, source.rowStep,
+            -source.channels};
+}
+
+template <int kChannels, typename Sample>
+void TurnTile(const CTurn<Sample>& turn, const CPixelView<Sample>& destination, int32_t left,
+              int32_t top, int32_t right, int32_t bottom) {
+    for (int32_t y = top; y < bottom; ++y) {
+        const Sample* from = turn.corner + y * turn.down + left * turn.along;
+        Sample* to = destination.Row(y) + ptrdiff_t{left} * kChannels;
+        for (int32_t x = left; x < right; ++x) {
+            for (int c = 0; c < kChannels; ++c) to[c] = from[c];
+            from += turn.along;
+            to += kChannels;
+        }
+    }
+}
+
+/// Writes `destination` (width and height exchanged) from `source`.
+template <typename Sample>
+void TurnPixels(const CPixelView<Sample>& source, const CPixelView<Sample>& destination,
+                bool clockwise) {
+    const CTurn<Sample> turn = MakeTurn(source, clockwise);
+    for (int32_t top = 0; top < destination.height; top += kTile) {
+        const int32_t bottom = std::min(top + kTile, destination.height);
+        for (int32_t left = 0; left < destination.width; left += kTile) {
+            const int32_t right = std::min(left + kTile, destination.width);
+            source.channels == 3 ? TurnTile<3>(turn, destination, left, top, right, bottom)
+                                 : TurnTile<1>(turn, destination, left, top, right, bottom);
+        }
+    }
+}
+
+/// Turns pixels of 1 or 4 bits: a strip of source rows, whose pixels come to lie in whole bytes of
+/// the destination's rows, is unpacked, turned and packed.
+void TurnPackedPixels(const CPixelBytes& pixels, const CBitmapInfo& info, CPixelBytes& turned,
+                      const CBitmapInfo& turnedInfo, bool clockwise) {
+    const int bitCount = info.BitCount();
+    const int32_t width = info.Width();
+    const int32_t height = info.Height();
+    const auto rowBytes = static_cast<size_t>(info.RowBytes());
+    const auto turnedRowBytes = static_cast<size_t>(turnedInfo.RowBytes());
+    std::vector<uint8_t> strip(static_cast<size_t>(width) * kTile);
+    std::vector<uint8_t> turnedStrip(strip.size());
+    for (int32_t left = 0; left < height; left += kTile) {
+        const int32_t columns = std::min(kTile, height - left);
+        // Destination column x is source row `height - 1 - x` or `x`.
+        const int32_t firstRow = clockwise ? height - left - columns : left;
+        for (int32_t i = 0; i < columns; ++i) {
+            const auto memoryRow = static_cast<size_t>(height - 1 - (firstRow + i));
+            UnpackIndices(pixels.data() + memoryRow * rowBytes, bitCount, width,
+                          strip.data() + static_cast<size_t>(i) * static_cast<size_t>(width));
+        }
+        const CPixelView<uint8_t> from{strip.data(), width, columns, 1, width};
+        const CPixelView<uint8_t> to{turnedStrip.data(), columns, width, 1, columns};
+        TurnPixels(from, to, clockwise);
+        for (int32_t y = 0; y < width; ++y) {
+            const auto memoryRow = static_cast<size_t>(width - 1 - y);
+            PackIndices(to.Row(y), bitCount, columns,
+                        turned.data() + memoryRow * turnedRowBytes +
+                            static_cast<size_t>(left) * static_cast<size_t>(bitCount) / 8);
+        }
+    }
+}
+
+/// Upside down in place: rows change places and are mirrored.
+template <typename Sample>
+void TurnHalf(const CPixelView<Sample>& view) {
+    const auto oneRow = [&](int32_t y) { return view.Part({0, y, view.width, y + 1}); };
+    for (int32_t y = 0; y < view.height / 2; ++y) {
+        Sample* const row = view.Row(y);
+        std::swap_ranges(row, row + view.RowSamples(), view.Row(view.height - 1 - y));
+        MirrorPixels(oneRow(y));
+        MirrorPixels(oneRow(view.height - 1 - y));
+    }
+    if (view.height % 2 != 0) MirrorPixels(oneRow(view.height / 2));
+}
+
+void TurnPackedHalf(CImageBits& image) {
+    const size_t rowBytes = image.RowBytes();
+    for (int32_t y = 0; y < image.Height() / 2; ++y) {
+        std::swap_ranges(image.RowFromTop(y), image.RowFromTop(y) + rowBytes,
+                         image.RowFromTop(image.Height() - 1 - y));
+    }
+    for (int32_t y = 0; y < image.Height(); ++y) {
+        MirrorPackedRow(image.RowFromTop(y), image.bitmapInfo.BitCount(), image.Width());
+    }
+}
+
+void TurnQuarter(CImageBits& image, bool clockwise) {
+    const int32_t width = image.Width();
+    const int32_t height = image.Height();
+    CBitmapInfo info = image.bitmapInfo;
+    info.Header().biWidth = height;
+    info.Header().biHeight = width;
+    if (image.Has16Bit()) {
+        const int channels = image.Samples16();
+        CPixelWords turned = MakeStore16(channels, height, width);
+        TurnPixels(View16(image.bits16, width, height, channels),
+                   View16(turned, height, width, channels), clockwise);
+        // The display bytes are the samples' high bytes, so that they need no turn of their own.
+        image.bits = MakeStore(info.BitCount(), height, width);
+        image.bits16 = std::move(turned);
+        image.bitmapInfo = info;
+        image.RefreshDisplayData();
+        return;
+    }
+    CPixelBytes turned = MakeStore(info.BitCount(), height, width);
+    if (info.BitCount() < 8) {
+        TurnPackedPixels(image.bits, image.bitmapInfo, turned, info, clockwise);
+    } else {
+        TurnPixels(View8(image.bits, image.bitmapInfo), View8(turned, info), clockwise);
+    }
+    image.bits = std::move(turned);
+    image.bitmapInfo = info;
+}
+
+}  // namespace
+
+bool CImageBits::TurnQuarters(int16_t degrees) {
+    DropDisplayCaches();
+    alpha.clear();
+    if (bits.empty()) return true;
+    switch (degrees) {
+        case 90:
+        case -270:
+            TurnQuarter(*this, true);
+            break;
+        case 180:
+        case -180:
+            if (Has16Bit()) TurnHalf(View16(bits16, Width(), Height(), Samples16()));
+            bitmapInfo.BitCount() < 8 ? TurnPackedHalf(*this) : TurnHalf(View8(bits, bitmapInfo));
+            break;
+        case 270:
+        case -90:
+            TurnQuarter(*this, false);
+            break;
+        default:
+            return true;
+    }
+    ClearOpRect();
+    return true;
+}
+
+}  // namespace kestr
