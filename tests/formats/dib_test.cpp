@@ -279,8 +279,7 @@ TEST(DibReader, RefusesInItsWords) {
          "File too short."},
         {"OS/2 giant", CDIBBuilder{}.Core().Size(65535, 65535).Pixels(Bytes(64)).File(),
          "File too short."},
-        {"a JPEG inside", CDIBBuilder{}.Compression(4).Pixels(Bytes(64)).File(),
-         ""},
+        {"a JPEG inside", CDIBBuilder{}.Compression(4).Pixels(Bytes(64)).File(), ""},
     };
     for (const CRefusal& c : cases) {
         SCOPED_TRACE(c.name);

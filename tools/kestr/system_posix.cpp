@@ -1,6 +1,6 @@
-#include <unistd.h>
-
 #include "system.h"
+
+#include <unistd.h>
 
 namespace tool {
 

@@ -1,7 +1,7 @@
-#include <io.h>
-#include <windows.h>
-
 #include "system.h"
+
+#include <windows.h>
+#include <io.h>
 
 namespace tool {
 
