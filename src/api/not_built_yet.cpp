@@ -52,9 +52,6 @@ KESTR_API int32_t KESTR_CALL cGetImageCameraDate(HKESTRSESSION, BSTR* text) {
     Clear(text);
     return 0;
 }
-KESTR_API int32_t KESTR_CALL cPlayImageSound(HKESTRSESSION) {
-    return 0;
-}
 
 // Transparency and selection.
 KESTR_API int32_t KESTR_CALL cGetTransparentColorIndex(HKESTRSESSION, uint16_t*) {
@@ -87,29 +84,6 @@ KESTR_API int32_t KESTR_CALL cSetOpRectangle(HKESTRSESSION, int32_t, int32_t, in
     return 0;
 }
 KESTR_API void KESTR_CALL cLoadOpMask(HKESTRSESSION, const uint8_t*) {}
-
-// ICC profiles.
-KESTR_API int32_t KESTR_CALL cImageHasICCProfile(HKESTRSESSION) {
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cGetImageICCProfile(HKESTRSESSION, SAFEARRAY** bytes) {
-    Clear(bytes);
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cLoadICCProfile(HKESTRSESSION, const void*, uint32_t) {
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cApplyICCProfile(HKESTRSESSION, const void*, uint32_t, uint32_t) {
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cApplyICCProfileEx(HKESTRSESSION, const void*, uint32_t, uint32_t,
-                                                KESTR_PROGRESS_CALLBACK, uintptr_t) {
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cGetICCProfileName(const void*, uint32_t, BSTR* name) {
-    Clear(name);
-    return 0;
-}
 
 // Metadata.
 KESTR_API int32_t KESTR_CALL cGetImageXmp(HKESTRSESSION, SAFEARRAY** bytes) {
