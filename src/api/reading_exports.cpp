@@ -115,6 +115,7 @@ KESTR_API int32_t KESTR_CALL cSetPhysicalPixelsPerInch(HKESTRSESSION session, ui
     return OnLoadedImage(session, [=](CImageBits& image, int) {
         image.physicalX = x;
         image.physicalY = y;
+        if (image.exif) image.exif->SetResolutionDPI(x, y);
     });
 }
 
