@@ -13,6 +13,7 @@
 #include "base/format_text.h"
 #include "base/picture_size.h"
 #include "formats/png_support.h"
+#include "ops/pixel_format.h"
 #include "platform/mapped_file.h"
 #include "readers/image_reader.h"
 #include "readers/reader_registry.h"
@@ -413,13 +414,8 @@ void CPNGReader::MaskFromPalette(const uint8_t* row, uint8_t* mask) const {
     uint8_t alphaOf[256];
     std::memset(alphaOf, 255, sizeof alphaOf);
     std::copy_n(m_paletteAlpha.begin(), std::min<size_t>(m_paletteAlpha.size(), 256), alphaOf);
-    const int32_t width = m_bitmapInfo.Width();
-    for (int32_t x = 0; x < width; ++x) {
-        const uint8_t index = m_bitmapInfo.BitCount() == 8 ? row[x]
-                              : x % 2 == 0                 ? row[x / 2] >> 4
-                                                           : row[x / 2] & 15;
-        mask[x] = alphaOf[index];
-    }
+    UnpackIndices(row, m_bitmapInfo.BitCount(), m_bitmapInfo.Width(), mask);
+    for (int32_t x = 0; x < m_bitmapInfo.Width(); ++x) mask[x] = alphaOf[mask[x]];
 }
 
 // The comment is "key: text" for each text so far; those behind the picture come at the end. An XMP

@@ -298,6 +298,7 @@ public:
     uint32_t frameDelay = 0;
     std::vector<uint8_t> savedFrame;  // what to put back before the next frame
     CFrameRect savedFrameRect;
+    std::unique_ptr<CImageReader> pageReader;  // of the next pages; knows where they begin
 
     // Colour profile.
     std::vector<uint8_t> iccProfile;
@@ -327,6 +328,9 @@ private:
     void FilterTo(int32_t width, int32_t height, int method);
     void TakeFromReader(CImageReader& reader, int page);
     void TakePicture(CImageReader& reader);
+    void DisposeOfFrame(uint32_t background);
+    void SaveUnderFrame();
+    void MergeFrame(CImageReader& reader);
     void DescribeProfile();
 
     bool CopyDIB(const uint8_t* header, const uint8_t* pixels, bool alphaFlag, int undo);

@@ -5,8 +5,5 @@
 namespace kestr {
 
 void CImageBits::ApplyReaderLevels(const CImageReader&) {}
-bool CImageBits::LoadNextPage(std::span<int32_t, 4>, uint32_t) {
-    return false;
-}
 
 }  // namespace kestr

@@ -24,7 +24,7 @@ constexpr auto kExtensions = std::to_array<CExtension>({
     {".dng", kTypeDNG},        {".dpx", kTypeDPX},          {".emf", kTypeWMF},
     {".erf", kTypeEpson},      {".fpx", kTypeFlashPix},     {".fxd", kTypeWinFax},
     {".fxm", kTypeWinFax},     {".fxr", kTypeWinFax},       {".fxs", kTypeWinFax},
-    {".gif", kTypeGIF87a},     {".hdr", kTypeRadiance},     {".ico", kTypeIcon},
+    {".gif", kTypeGIF},        {".hdr", kTypeRadiance},     {".ico", kTypeIcon},
     {".iff", kTypeIFF},        {".img", kTypeLaserView},    {".j2c", kTypeJPEG2000},
     {".j2k", kTypeJPEG2000},   {".jp2", kTypeJPEG2000},     {".jpc", kTypeJPEG2000},
     {".jpe", kTypeJPEG},       {".jpeg", kTypeJPEG},        {".jpf", kTypeJPEG2000},

@@ -84,6 +84,7 @@ public:
     uint32_t m_interpolationMethod = 1;
     CCallbackCls* m_session = nullptr;  // set for the length of Load, kept for ReadLine
     bool m_loading = false;             // while Load runs
+    bool m_frameAlone = false;          // of an animation's canvas, deliver the page's frame only
 
     // What the reader found.
     CBitmapInfo m_bitmapInfo;

@@ -14,7 +14,7 @@ namespace {
 // Readers that are tried when the extension's own refuses a file, in this order. Camera raw formats
 // are not among them: a raw file with a wrong extension is not recognised as raw.
 constexpr auto kFallBackList = std::to_array<CTypeId>(
-    {kTypeBMPRunLength, kTypeGIF87a,       kTypeIcon,     kTypeDCX, kTypeFlashPix,
+    {kTypeBMPRunLength, kTypeGIF,          kTypeIcon,     kTypeDCX, kTypeFlashPix,
      kTypePhotoCD,      kTypePCX,          kTypeRadiance, kTypePBM, kTypePNG,
      kTypePhotoshop,    kTypePaintShopPro, kTypeCasio,    kTypeSGI, kTypeTIFF,
      kTypeWMF,          kTypeJPEG,         kTypeJPEG2000, kTypeIFF, kTypeSun,
