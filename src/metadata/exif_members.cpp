@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <string_view>
+
+#include "color/icc_profile.h"
 
 namespace kestr {
 namespace {
@@ -60,6 +63,14 @@ bool CEXIF_Members::IsAdobeRGB() const {
     return Near<2>(WhitePoint, {0.313, 0.329}, 1000) &&
            Near<6>(PrimaryChromaticities, {0.64, 0.33, 0.21, 0.71, 0.15, 0.06}, 100) && Gamma &&
            Near(Gamma->value, 2.2, 10);
+}
+
+bool CEXIF_Members::DetectAdobeRGB(std::vector<uint8_t>& out) const {
+    out.clear();
+    if (!IsAdobeRGB()) return false;
+    const auto profile = AdobeRGBProfile();
+    out.assign(profile.begin(), profile.end());
+    return true;
 }
 
 void CEXIF_Members::ResolutionAsDPI(uint16_t& x, uint16_t& y) const {

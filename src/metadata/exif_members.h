@@ -83,6 +83,9 @@ public:
 
     /// Whether this is an Exif picture in Adobe RGB, as DCF 2.0 marks one.
     [[nodiscard]] bool IsAdobeRGB() const;
+    /// Gives the built-in Adobe RGB profile to such a picture; false, with `out` emptied, to
+    /// others.
+    bool DetectAdobeRGB(std::vector<uint8_t>& out) const;
 
     /// Gives pixels per inch, rounded; leaves both alone when the record does not tell. A
     /// resolution in centimetres is divided by 2.54, which callers rely on.
