@@ -29,13 +29,6 @@ KESTR_API int32_t KESTR_CALL cSavePalette(HKESTRSESSION, const char*) {
 KESTR_API int32_t KESTR_CALL cSavePaletteW(HKESTRSESSION, const KESTR_CHAR*) {
     return 0;
 }
-KESTR_API int32_t KESTR_CALL cMergeComment(const char*, const char*, const char*) {
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cMergeCommentW(const KESTR_CHAR*, const KESTR_CHAR*,
-                                            const KESTR_CHAR*) {
-    return 0;
-}
 
 // Reading the image.
 KESTR_API void KESTR_CALL cGetImageHistogram(HKESTRSESSION, uint32_t*, uint32_t*, uint32_t*,
@@ -44,12 +37,7 @@ KESTR_API void KESTR_CALL cGetImageHistogramA(HKESTRSESSION, SAFEARRAY** combine
                                               SAFEARRAY** green, SAFEARRAY** blue, int32_t) {
     Clear(combined, red, green, blue);
 }
-KESTR_API int32_t KESTR_CALL cGetImageCameraInfo(HKESTRSESSION, BSTR* text) {
-    Clear(text);
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cGetImageCameraDate(HKESTRSESSION, BSTR* text) {
-    Clear(text);
+KESTR_API int32_t KESTR_CALL cPlayImageSound(HKESTRSESSION) {
     return 0;
 }
 
@@ -85,57 +73,26 @@ KESTR_API int32_t KESTR_CALL cSetOpRectangle(HKESTRSESSION, int32_t, int32_t, in
 }
 KESTR_API void KESTR_CALL cLoadOpMask(HKESTRSESSION, const uint8_t*) {}
 
-// Metadata.
-KESTR_API int32_t KESTR_CALL cGetImageXmp(HKESTRSESSION, SAFEARRAY** bytes) {
+// ICC profiles.
+KESTR_API int32_t KESTR_CALL cImageHasICCProfile(HKESTRSESSION) {
+    return 0;
+}
+KESTR_API int32_t KESTR_CALL cGetImageICCProfile(HKESTRSESSION, SAFEARRAY** bytes) {
     Clear(bytes);
     return 0;
 }
-KESTR_API int32_t KESTR_CALL cLoadXmp(HKESTRSESSION, const void*, uint32_t) {
+KESTR_API int32_t KESTR_CALL cLoadICCProfile(HKESTRSESSION, const void*, uint32_t) {
     return 0;
 }
-KESTR_API void KESTR_CALL cDestroyWicMetadataRoot(void*) {}
-KESTR_API int32_t KESTR_CALL cEXIF_GetAsString(::CEXIF_Members*, const KESTR_CHAR*,
-                                               const KESTR_CHAR*, BSTR* text) {
-    Clear(text);
+KESTR_API int32_t KESTR_CALL cApplyICCProfile(HKESTRSESSION, const void*, uint32_t, uint32_t) {
     return 0;
 }
-KESTR_API int32_t KESTR_CALL cEXIF_GetDateTime(::CEXIF_Members*, BSTR* text) {
-    Clear(text);
+KESTR_API int32_t KESTR_CALL cApplyICCProfileEx(HKESTRSESSION, const void*, uint32_t, uint32_t,
+                                                KESTR_PROGRESS_CALLBACK, uintptr_t) {
     return 0;
 }
-KESTR_API int32_t KESTR_CALL cEXIF_GetDateTimeOriginal(::CEXIF_Members*, BSTR* text) {
-    Clear(text);
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cEXIF_GetDateTimeDigitized(::CEXIF_Members*, BSTR* text) {
-    Clear(text);
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cEXIF_GetOrientation(::CEXIF_Members*, uint16_t*) {
-    return 0;
-}
-KESTR_API ::CIPTC_Members* KESTR_CALL cNewIPTC(void) {
-    return nullptr;
-}
-KESTR_API int32_t KESTR_CALL cIPTC_GetAsString(::CIPTC_Members*, const KESTR_CHAR*,
-                                               const KESTR_CHAR*, BSTR* text) {
-    Clear(text);
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cGetImageIPTC_Info(HKESTRSESSION, ::CIPTC_Members** record) {
-    Clear(record);
-    return 0;
-}
-
-// Questions to a file.
-KESTR_API int32_t KESTR_CALL cGetImageICCProfile_Info(const char*, BSTR* name, SAFEARRAY** bytes,
-                                                      BSTR* error) {
-    Clear(name, bytes, error);
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cGetImageICCProfile_InfoW(const KESTR_CHAR*, BSTR* name,
-                                                       SAFEARRAY** bytes, BSTR* error) {
-    Clear(name, bytes, error);
+KESTR_API int32_t KESTR_CALL cGetICCProfileName(const void*, uint32_t, BSTR* name) {
+    Clear(name);
     return 0;
 }
 

@@ -3,6 +3,9 @@
 #include <algorithm>
 
 #include "api/handles.h"
+#include "color/icc_profile.h"
+#include "metadata/camera_text.h"
+#include "metadata/exif_text.h"
 #include "readers/reader_factory.h"
 
 namespace kestr {
@@ -22,6 +25,30 @@ CBstr FailureText(const KESTR_CHAR* path, const std::string& errorText) {
 template <typename Record, typename Handle>
 void PutCopy(Handle** output, const Record* record) {
     if (output && record) *output = ToHandle(std::make_unique<Record>(*record));
+}
+
+// The record for a caller who wants it, unless it says next to nothing.
+void PutIPTC(::CIPTC_Members** output, const CIPTC_Members& record) {
+    constexpr size_t kShortestText = 6;
+    if (!output) return;
+    const WideString text = record.AsText(TextToWide(":"), TextToWide("\r\n"));
+    if (text.size() >= kShortestText) PutCopy(output, &record);
+}
+
+// What is known of camera and date: from EXIF, else from the camera's own header.
+void PutCamera(BSTR* cameraInfo, BSTR* cameraDate, const CImageReader& reader) {
+    if (reader.m_exif) {
+        const CEXIF_Members& exif = *reader.m_exif;
+        if (cameraInfo) {
+            Put(cameraInfo, CBstr(ExifAsText(exif, TextToWide(":\t"), TextToWide("\r\n"))));
+        }
+        const WideString date = ExifDate(exif);
+        if (!date.empty()) Put(cameraDate, CBstr(date));
+    } else if (!reader.m_cameraText.empty()) {
+        Put(cameraInfo, WideText(CameraBlockText(reader.m_cameraText)));
+        const std::string date = CameraBlockDate(reader.m_cameraText);
+        if (!date.empty()) Put(cameraDate, WideText(date));
+    }
 }
 
 // Hands an array of bytes out, an empty one too.
@@ -99,7 +126,9 @@ KESTR_API int32_t KESTR_CALL cGetImageFileInfoExW(
         Put(mcuHeight, reader->mcuHeight);
         Put(description, WideText(reader->m_description));
         Put(comment, WideText(reader->m_comment));
+        PutCamera(cameraInfo, cameraDate, *reader);
         PutCopy(exif, reader->m_exif.get());
+        PutIPTC(iptc, reader->m_iptc);
     } catch (...) {  // what was written stays, and the result is what it was
     }
     return result;
@@ -140,6 +169,7 @@ KESTR_API int32_t KESTR_CALL cGetImageFileMetadataExW(const KESTR_CHAR* path, in
         if (!reader) return 0;
         result = 1;
         PutCopy(exif, reader->m_exif.get());
+        PutIPTC(iptc, reader->m_iptc);
     } catch (...) {  // what was written stays, and the result is what it was
     }
     return result;
@@ -160,6 +190,32 @@ KESTR_API int32_t KESTR_CALL cGetImageFileXmpW(const KESTR_CHAR* path, SAFEARRAY
             return 0;
         }
         PutBytes(bytes, reader->m_xmpData);
+        return 1;
+    } catch (...) {  // told in the one text for whatever went wrong
+        Put(error, WideText(kException));
+        return 0;
+    }
+}
+
+KESTR_API int32_t KESTR_CALL cGetImageICCProfile_Info(const char* path, BSTR* name,
+                                                      SAFEARRAY** bytes, BSTR* error) {
+    return cGetImageICCProfile_InfoW(WidePath(path).Get(), name, bytes, error);
+}
+
+KESTR_API int32_t KESTR_CALL cGetImageICCProfile_InfoW(const KESTR_CHAR* path, BSTR* name,
+                                                       SAFEARRAY** bytes, BSTR* error) {
+    Clear(name, bytes, error);
+    try {
+        std::string errorText;
+        const auto reader = FindReader(Question(path, false), errorText);
+        if (!reader) {
+            Put(error, FailureText(path, errorText));
+            return 0;
+        }
+        std::vector<uint8_t> profile = std::move(reader->m_iccProfile);
+        if (profile.empty() && reader->m_exif) reader->m_exif->DetectAdobeRGB(profile);
+        PutBytes(bytes, profile);
+        if (!profile.empty()) Put(name, WideText(ICCProfileName(profile)));
         return 1;
     } catch (...) {  // told in the one text for whatever went wrong
         Put(error, WideText(kException));
