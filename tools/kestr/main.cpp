@@ -17,16 +17,15 @@ void Print(const std::string& text) {
     std::fputs(text.c_str(), stdout);
 }
 
-// Two columns, the left one wide enough for its longest entry.
-std::string Column(std::string_view left, size_t width, std::string_view right) {
-    std::string line = "  " + std::string(left);
-    line.resize(std::max(line.size() + 2, width + 4), ' ');
-    return line + std::string(right) + "\n";
+// Two columns, the right one beginning at the same place in each line.
+void PrintColumns(std::string_view left, int width, std::string_view right) {
+    std::printf("  %-*.*s  %.*s\n", width, static_cast<int>(left.size()), left.data(),
+                static_cast<int>(right.size()), right.data());
 }
 
 void PrintHelp() {
     Print("Usage: kestr COMMAND [OPTIONS] FILE...\n\nCommands:\n");
-    for (const CCommand* command : kCommands) Print(Column(command->name, 10, command->summary));
+    for (const CCommand* command : kCommands) PrintColumns(command->name, 10, command->summary);
     Print(
         "\nkestr COMMAND --help tells more. kestr --version prints the version.\n"
         "Exit code: 0 done, 1 refused or failed, 2 wrong usage, 3 a picture was damaged.\n");
@@ -38,8 +37,9 @@ void PrintHelp(const CCommand& command) {
     if (command.options.empty()) return;
     Print("\nOptions:\n");
     for (const COption& option : command.options) {
-        const std::string value = option.value.empty() ? "" : " " + std::string(option.value);
-        Print(Column(std::string(option.name) + value, 22, option.help));
+        std::string left(option.name);
+        if (!option.value.empty()) left.append(" ").append(option.value);
+        PrintColumns(left, 22, option.help);
     }
 }
 
