@@ -1,0 +1,126 @@
+// The program as a user runs it: exit codes, what goes to stdout and what to stderr.
+#include <cstdlib>
+#include <string>
+
+#include <gmock/gmock.h>
+
+#include "support/dib_builder.h"
+#include "support/test_data.h"
+
+namespace kestr::test {
+namespace {
+
+using testing::HasSubstr;
+
+class ProgramTest : public testing::Test {
+protected:
+    struct CRun {
+        int exitCode;
+        std::string out, err;
+    };
+    /// Runs the program with these words.
+    CRun Run(const std::string& arguments) {
+        const std::string out = (m_folder / "out.txt").string(),
+                          err = (m_folder / "err.txt").string();
+        const std::string line = std::string("\"") + KESTR_PROGRAM_FILE + "\" " + arguments +
+                                 " >\"" + out + "\" 2>\"" + err + "\"";
+        // cmd.exe takes the outermost quotes of its line away.
+        const bool isWindows = std::filesystem::path::preferred_separator != '/';
+        const int status = std::system((isWindows ? "\"" + line + "\"" : line).c_str());
+        // Elsewhere the code stands above the number of a signal.
+        return {isWindows ? status : (status & 0xFF) ? -1 : status >> 8, Text(out), Text(err)};
+    }
+    static std::string Text(const std::string& path) {
+        const auto bytes = ReadFile(path);
+        return {bytes.begin(), bytes.end()};
+    }
+    std::string Quoted(const char* name) const { return " \"" + (m_folder / name).string() + "\""; }
+
+    CTemporaryFolder m_folder;
+    CDIBBuilder m_bitmap = CDIBBuilder{}.Size(4, 2).Pixels(std::vector<uint8_t>(24, 9));
+};
+
+TEST_F(ProgramTest, HelpAndVersionGoToStdout) {
+    for (const char* arguments : {"--help", "--version", "info --help", "convert --help"}) {
+        SCOPED_TRACE(arguments);
+        const CRun run = Run(arguments);
+        EXPECT_EQ(run.exitCode, 0);
+        EXPECT_NE(run.out, "");
+        EXPECT_EQ(run.err, "");
+    }
+}
+
+TEST_F(ProgramTest, ACommandLineThatMakesNoSenseIsTwo) {
+    WriteFile(m_folder / "a.bmp", m_bitmap.File());
+    const std::string both = Quoted("a.bmp") + Quoted("b.bmp");
+    const std::string lines[] = {"",
+                                 "frobnicate",
+                                 "info",
+                                 "convert",
+                                 "info --nonsense",
+                                 "convert" + Quoted("a.bmp"),
+                                 "convert --type" + both,
+                                 "convert --type x" + both,
+                                 "convert --type=77" + both,
+                                 "convert --upright=1" + both,
+                                 "convert --quality 101" + both,
+                                 "convert" + Quoted("a.bmp") + Quoted("b.xyz"),
+                                 "info --page=-1 a"};
+    for (const std::string& line : lines) {
+        SCOPED_TRACE(line);
+        const CRun run = Run(line);
+        EXPECT_EQ(run.exitCode, 2);
+        EXPECT_EQ(run.out, "");
+        EXPECT_THAT(run.err, testing::StartsWith("kestr: "));
+    }
+    EXPECT_FALSE(std::filesystem::exists(m_folder / "b.bmp"));
+}
+
+TEST_F(ProgramTest, InfoTellsOfEachFileAndComplainsOfOthers) {
+    WriteFile(m_folder / "a.bmp", m_bitmap.File());
+    WriteFile(m_folder / "bad.bmp", "no picture at all, some bytes of text only");
+    CRun run = Run("info" + Quoted("a.bmp"));
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.err, "");
+    EXPECT_THAT(run.out, HasSubstr("Size: 4 x 2 pixels, 24-bit\n"));
+    EXPECT_THAT(run.out, HasSubstr("  Format: Windows Device Independent Bitmap File\n"));
+    EXPECT_THAT(run.out, HasSubstr("  Type id: 2\n"));
+
+    run = Run("info" + Quoted("bad.bmp") + Quoted("none.bmp") + Quoted("a.bmp"));
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_THAT(run.err, HasSubstr("none.bmp: there is no such file\n"));
+    EXPECT_THAT(run.err, HasSubstr("bad.bmp: "));
+    EXPECT_THAT(run.out, HasSubstr("Size: 4 x 2 pixels"));
+}
+
+TEST_F(ProgramTest, ConvertSavesWhatItLoads) {
+    WriteFile(m_folder / "a.bmp", m_bitmap.File());
+    EXPECT_EQ(Run("convert" + Quoted("a.bmp") + Quoted("b.DIB") + " --strip").exitCode, 0);
+    const auto saved = ReadFile(m_folder / "b.DIB");
+    ASSERT_EQ(saved.size(), 54u + 24u);
+    EXPECT_EQ(std::vector<uint8_t>(saved.begin() + 54, saved.end()), std::vector<uint8_t>(24, 9));
+    EXPECT_EQ(Run("convert --type=1" + Quoted("a.bmp") + Quoted("c.any")).exitCode, 0);
+    EXPECT_TRUE(std::filesystem::exists(m_folder / "c.any"));
+}
+
+TEST_F(ProgramTest, ConvertTellsRefusedFromDamaged) {
+    WriteFile(m_folder / "bad.bmp", "no picture at all, some bytes of text only");
+    CRun run = Run("convert" + Quoted("bad.bmp") + Quoted("b.bmp"));
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_NE(run.err, "");
+    EXPECT_FALSE(std::filesystem::exists(m_folder / "b.bmp"));
+
+    const auto cut = CDIBBuilder{}.Size(4, -50).Pixels(std::vector<uint8_t>(560, 9)).File();
+    WriteFile(m_folder / "cut.bmp", cut);
+    run = Run("convert" + Quoted("cut.bmp") + Quoted("b.bmp"));
+    EXPECT_EQ(run.exitCode, 3);
+    EXPECT_THAT(run.err, HasSubstr("damaged"));
+    EXPECT_TRUE(std::filesystem::exists(m_folder / "b.bmp"));
+
+    // Type 6 can be read and not written.
+    run = Run("convert --type 6" + Quoted("cut.bmp") + Quoted("c.bmp"));
+    EXPECT_EQ(run.exitCode, 1);
+}
+
+}  // namespace
+}  // namespace kestr::test
