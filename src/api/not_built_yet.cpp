@@ -13,14 +13,6 @@ KESTR_API int32_t KESTR_CALL cMergeImage(HKESTRSESSION, HKESTRSESSION, int32_t, 
                                          uint16_t) {
     return 0;
 }
-KESTR_API HKESTRSESSION KESTR_CALL cCreateScaledImage(HKESTRSESSION, int16_t, int16_t, int32_t,
-                                                      uint32_t, int32_t) {
-    return nullptr;
-}
-KESTR_API HKESTRSESSION KESTR_CALL cCreateScaledImageEx(HKESTRSESSION, int16_t, int16_t, int32_t,
-                                                        int32_t) {
-    return nullptr;
-}
 
 // Saving.
 KESTR_API int32_t KESTR_CALL cSavePalette(HKESTRSESSION, const char*) {
@@ -173,35 +165,6 @@ KESTR_API int32_t KESTR_CALL cOpNeon(HKESTRSESSION) {
     return 0;
 }
 KESTR_API int32_t KESTR_CALL cOpOilPaint(HKESTRSESSION, int16_t) {
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cOpResize(HKESTRSESSION, int16_t, int16_t, int32_t, uint32_t,
-                                       uint8_t) {
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cOpResizeExL(HKESTRSESSION, int32_t, uint32_t, uint8_t, int32_t) {
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cEnlargeImage(HKESTRSESSION, int32_t, int32_t, uint8_t, uint32_t) {
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cOpCrop(HKESTRSESSION) {
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cOpCropBorder(HKESTRSESSION, uint16_t, uint16_t, uint16_t, uint8_t) {
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cOpCropBorderEx(HKESTRSESSION, uint16_t, uint16_t, uint16_t,
-                                             uint32_t) {
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cOpMirror(HKESTRSESSION) {
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cOpRotateFine(HKESTRSESSION, double) {
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cOpDeInterlace(HKESTRSESSION, uint32_t, int32_t) {
     return 0;
 }
 KESTR_API int32_t KESTR_CALL cOpReduceColors(HKESTRSESSION, int16_t, int16_t, uint32_t) {

@@ -195,13 +195,35 @@ public:
     bool MergeImage(CImageBits& source, int32_t x, int32_t y, uint8_t opacity, int16_t feather,
                     int undo);
 
-    // Geometry.
+    // Geometry. None of these runs in the frame; those that change the size clear the rectangle.
+    /// Cuts to the rectangle; false when it is not valid.
+    bool OpCrop(int undo);
+    /// Cuts a border of one colour away; the values are of 16 bits where there is a 16-bit store.
+    /// `tolerance` is in thousandths of the colour cube's diagonal. False when nothing was cut.
+    bool OpCropBorder(uint16_t red, uint16_t green, uint16_t blue, int16_t tolerance, int undo);
     bool OpMirror(int undo);
+    /// Turns clockwise by any angle and fills the corners with `background`, a COLORREF.
+    bool OpRotateFine(double degrees, uint32_t background, int undo);
+    /// Replaces every other row, from row 0 or 2 on when `oddField`, by what its neighbours tell.
+    bool OpDeInterlace(bool oddField, bool interpolate, int undo);
     /// Turns by 90, 180 or 270 degrees clockwise; negative angles turn the other way.
     bool TurnQuarters(int16_t degrees);
 
-    // Resampling.
+    // Resampling: resize.cpp, canvas.cpp.
+    /// Scales by the sampler when growing and the block reducer when shrinking. Reduce modes: 0
+    /// single pixels, 1 AND and 2 OR of a block's bits, 3 the average of a block. A target without
+    /// pixels changes nothing.
+    bool OpResize(int32_t width, int32_t height, bool keepAspect, bool interpolate,
+                  uint8_t reduceMode, int undo);
+    /// Scales by a method: 0 to 2 as OpResize without interpolation, 3 to 7 by a filter. False when
+    /// nothing was to be done.
     bool OpResizeExL(int32_t width, uint32_t height, uint8_t method, bool keepAspect, int undo);
+    /// A new image with the 8-bit store scaled, methods as above; null when there is none to make.
+    [[nodiscard]] std::unique_ptr<CImageBits> ScaledCopy(int32_t width, int32_t height,
+                                                         bool keepAspect, int method,
+                                                         bool interpolate, int reduceMode);
+    /// Enlarges the canvas. Placement 1 centres the picture, 2 tiles it, others put it top left.
+    bool EnlargeCanvas(int32_t width, int32_t height, uint8_t placement, uint32_t colour, int undo);
 
     // Tone.
     bool OpAdjustLevels(const std::array<uint32_t, 3>& red, const std::array<uint32_t, 3>& green,
@@ -313,7 +335,11 @@ private:
     void HandSettings(CImageReader& reader);
     bool ReadRows(CImageReader& reader);
     void CloseReader(CImageReader& reader);
-    void FilterTo(int32_t width, int32_t height, int method);
+    void CutTo(const CSelectionRect& part);
+    void Shear(double degrees);
+    void AdoptScaled(CBitmapInfo info, CPixelBytes pixels);
+    void AdoptScaled16(CPixelWords samples, int32_t width, int32_t height);
+    void ScaleAlpha(int32_t oldWidth, int32_t oldHeight, bool interpolate);
     void TakeFromReader(CImageReader& reader, int page);
     void TakePicture(CImageReader& reader);
     void DisposeOfFrame(uint32_t background);

@@ -155,25 +155,31 @@ bool CImageBits::TurnQuarters(int16_t degrees) {
     DropDisplayCaches();
     alpha.clear();
     if (bits.empty()) return true;
-    switch (degrees) {
-        case 90:
-        case -270:
-            TurnQuarter(*this, true);
-            break;
-        case 180:
-        case -180:
-            if (Has16Bit()) TurnHalf(View16(bits16, Width(), Height(), Samples16()));
-            bitmapInfo.BitCount() < 8 ? TurnPackedHalf(*this) : TurnHalf(View8(bits, bitmapInfo));
-            break;
-        case 270:
-        case -90:
-            TurnQuarter(*this, false);
-            break;
-        default:
-            return true;
+    try {
+        switch (degrees) {
+            case 90:
+            case -270:
+                TurnQuarter(*this, true);
+                break;
+            case 180:
+            case -180:
+                if (Has16Bit()) TurnHalf(View16(bits16, Width(), Height(), Samples16()));
+                bitmapInfo.BitCount() < 8 ? TurnPackedHalf(*this)
+                                          : TurnHalf(View8(bits, bitmapInfo));
+                break;
+            case 270:
+            case -90:
+                TurnQuarter(*this, false);
+                break;
+            default:
+                return true;
+        }
+        ClearOpRect();
+        return true;
+    } catch (const std::exception&) {
+        errorText = Message(message::kOperationException);
+        return false;
     }
-    ClearOpRect();
-    return true;
 }
 
 }  // namespace kestr
