@@ -29,9 +29,6 @@ KESTR_API void KESTR_CALL cGetImageHistogramA(HKESTRSESSION, SAFEARRAY** combine
                                               SAFEARRAY** green, SAFEARRAY** blue, int32_t) {
     Clear(combined, red, green, blue);
 }
-KESTR_API int32_t KESTR_CALL cPlayImageSound(HKESTRSESSION) {
-    return 0;
-}
 
 // Transparency and selection.
 KESTR_API int32_t KESTR_CALL cGetTransparentColorIndex(HKESTRSESSION, uint16_t*) {
@@ -64,29 +61,6 @@ KESTR_API int32_t KESTR_CALL cSetOpRectangle(HKESTRSESSION, int32_t, int32_t, in
     return 0;
 }
 KESTR_API void KESTR_CALL cLoadOpMask(HKESTRSESSION, const uint8_t*) {}
-
-// ICC profiles.
-KESTR_API int32_t KESTR_CALL cImageHasICCProfile(HKESTRSESSION) {
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cGetImageICCProfile(HKESTRSESSION, SAFEARRAY** bytes) {
-    Clear(bytes);
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cLoadICCProfile(HKESTRSESSION, const void*, uint32_t) {
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cApplyICCProfile(HKESTRSESSION, const void*, uint32_t, uint32_t) {
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cApplyICCProfileEx(HKESTRSESSION, const void*, uint32_t, uint32_t,
-                                                KESTR_PROGRESS_CALLBACK, uintptr_t) {
-    return 0;
-}
-KESTR_API int32_t KESTR_CALL cGetICCProfileName(const void*, uint32_t, BSTR* name) {
-    Clear(name);
-    return 0;
-}
 
 // Turning files.
 KESTR_API uint16_t KESTR_CALL cRotateImageFileEx(const char*, const char*, uint32_t, int32_t,

@@ -93,6 +93,10 @@ KESTR_API int32_t KESTR_CALL cImageHasSound(HKESTRSESSION session) {
     return OnLoadedImage(session, [](CImageBits& image, int) { return !image.soundClip.empty(); });
 }
 
+KESTR_API int32_t KESTR_CALL cPlayImageSound(HKESTRSESSION session) {
+    return OnLoadedImage(session, [](CImageBits& image, int) { return image.PlaySoundClip(); });
+}
+
 KESTR_API int32_t KESTR_CALL cGetGIF_TimeDelay(HKESTRSESSION session, uint32_t* milliseconds) {
     return OnLoadedImage(session,
                          [=](CImageBits& image, int) { Put(milliseconds, image.frameDelay); });
@@ -111,6 +115,7 @@ KESTR_API int32_t KESTR_CALL cSetPhysicalPixelsPerInch(HKESTRSESSION session, ui
     return OnLoadedImage(session, [=](CImageBits& image, int) {
         image.physicalX = x;
         image.physicalY = y;
+        if (image.exif) image.exif->SetResolutionDPI(x, y);
     });
 }
 

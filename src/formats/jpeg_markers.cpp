@@ -7,12 +7,16 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <memory>
 #include <optional>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "base/byte_cursor.h"
 #include "formats/jpeg_marker_names.h"
+#include "metadata/image_resources.h"
+#include "metadata/jpeg_segments.h"
 #include "readers/image_reader.h"
 
 namespace kestr {
@@ -20,14 +24,18 @@ namespace {
 
 using CBytes = std::span<const uint8_t>;
 
+constexpr std::string_view kExif("exif\0", 5);
 constexpr std::string_view kICC = kICCName.substr(0, 11);  // readers ask no more
 constexpr std::string_view kRIFF = "RIFF";
 constexpr std::string_view kCamera = "HEAPJPGM";
+constexpr size_t kShortestExif = 15;
 constexpr size_t kShortestXmp = 41;  // bytes of a marker worth looking at
 constexpr size_t kShortestICC = 17;
-constexpr size_t kSoundStart = 41;      // of the clip, in the first marker of a sound stream
-constexpr size_t kSoundContinued = 13;  // the same in the markers that follow
-constexpr size_t kCameraName = 6;       // offset of kCamera
+constexpr size_t kShortestPhotoshop = 21;
+constexpr size_t kMostTailBytes = 65535;  // of IPTC data behind the picture
+constexpr size_t kSoundStart = 41;        // of the clip, in the first marker of a sound stream
+constexpr size_t kSoundContinued = 13;    // the same in the markers that follow
+constexpr size_t kCameraName = 6;         // offset of kCamera
 
 bool HasText(CBytes data, size_t offset, std::string_view text) {
     return data.size() >= offset + text.size() &&
@@ -82,6 +90,8 @@ public:
         }
         if (!m_sound.empty()) m_reader.m_soundClip = std::move(m_sound);
         m_reader.SetICCProfile(m_profile.Join());
+        PlaceMakerNote();
+        TakeTail();
     }
 
 private:
@@ -101,6 +111,9 @@ private:
                 KeepCameraHeader(kBlockOfAPP12, data);
                 m_reader.m_cameraText.push_back(0);
                 break;
+            case 13:
+                TakeAPP13(data);
+                break;
             default:
                 break;
         }
@@ -112,9 +125,52 @@ private:
     }
 
     void TakeAPP1(CBytes data) {
-        if (BeginsIgnoringCase(data, kXmpName) && data.size() >= kShortestXmp) {
+        if (BeginsIgnoringCase(data, kExif)) {
+            if (data.size() >= kShortestExif) TakeExif(data.subspan(kExifHeader));
+        } else if (BeginsIgnoringCase(data, kXmpName) && data.size() >= kShortestXmp) {
             m_reader.m_xmpData.assign(data.begin() + kXmpName.size(), data.end());
         }
+    }
+
+    void TakeExif(CBytes block) {
+        m_reader.m_exif = std::make_unique<CEXIF_Members>();
+        m_reader.m_exif->Parse(block, false, true);
+        if (m_reader.physicalX == 0 || m_reader.physicalY == 0) {
+            m_reader.m_exif->ResolutionAsDPI(m_reader.physicalX, m_reader.physicalY);
+        }
+    }
+
+    void TakeAPP13(CBytes data) {
+        if (m_hasIPTC || data.size() < kShortestPhotoshop || !HasText(data, 0, kPhotoshopName)) {
+            return;
+        }
+        const CBytes block =
+            FindImageResource(data.subspan(kPhotoshopName.size()), image_resource::kIPTC);
+        m_hasIPTC = m_reader.m_iptc.Parse(block);
+    }
+
+    // Turns the place of the maker note, counted from the EXIF block's TIFF header, into one
+    // counted from the start of the file.
+    void PlaceMakerNote() {
+        CEXIF_Members* const exif = m_reader.m_exif.get();
+        const CBytes source = m_input.source;
+        if (exif == nullptr || exif->MakerNote.empty()) return;
+        if (exif->makerNoteOffset >= source.size()) return;
+        const CBytes searched = source.first(source.size() - exif->makerNoteOffset);
+        for (size_t p = 0; p + kExifHeader <= searched.size(); ++p) {
+            if ((searched[p] | 0x20) != 'e') continue;
+            if (!BeginsIgnoringCase(searched.subspan(p), kExif) || searched[p + 5] != 0) continue;
+            exif->makerNoteOffset += static_cast<uint32_t>(p + kExifHeader);
+            return;
+        }
+    }
+
+    // Some programs put the IPTC record behind the picture.
+    void TakeTail() {
+        if (!m_input.isFile || (m_hasIPTC && m_reader.stopAtMarkerIPTC)) return;
+        const CBytes tail = JPEGTail(m_input.source);
+        CIPTC_Members record;
+        if (tail.size() <= kMostTailBytes && record.Parse(tail)) m_reader.m_iptc.MergeFrom(record);
     }
 
     void TakeAPP2(CBytes data) {
@@ -131,6 +187,7 @@ private:
     const CJPEGMarkers& m_input;
     CProfilePieces m_profile;
     std::vector<uint8_t> m_sound;
+    bool m_hasIPTC = false;  // from a marker
 };
 
 }  // namespace

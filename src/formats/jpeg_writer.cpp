@@ -3,9 +3,11 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdio>
 #include <cstring>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -27,6 +29,7 @@ constexpr char kProcessingError[] = "JPEG file processing error.";
 constexpr uint16_t kDefaultResolution = 300;  // pixels per inch
 constexpr size_t kMarkerRoom = 65533;         // a marker's length word counts itself
 constexpr size_t kLongestXmp = 65502;
+constexpr size_t kShortestIPTC = 8;  // an empty record gives 7 bytes
 constexpr size_t kProfilePiece = kMarkerRoom - kICCHeader;
 constexpr size_t kMostProfilePieces = 255;
 static_assert(kProfilePiece == 65519);
@@ -90,6 +93,15 @@ public:
         if (!text.empty()) Put(JPEG_COM, BytesOf(text));
     }
 
+    /// False when the record gives nothing that a marker can hold.
+    bool Exif(const CEXIF_Members* record) {
+        if (record == nullptr) return false;
+        const std::vector<uint8_t> block = record->Serialise(true);
+        if (block.empty() || block.size() > kMarkerRoom) return false;
+        Put(JPEG_APP0 + 1, block);
+        return true;
+    }
+
     void CameraBlock(CBytes block) {
         if (block.size() < 2 || block[0] != kBlockOfAPP12) return;
         Put(JPEG_APP0 + 12, block.subspan(1, block.size() - 2));
@@ -111,6 +123,17 @@ public:
             PutNamed(JPEG_APP0 + 2, {reinterpret_cast<const char*>(header.data()), header.size()},
                      SubRange(profile, i * kProfilePiece, kProfilePiece));
         }
+    }
+
+    void IPTC(const CIPTC_Members& record) {
+        const std::vector<uint8_t> block = record.Serialise();
+        if (block.size() < kShortestIPTC) return;
+        std::array<uint8_t, 12> resource{'8', 'B', 'I', 'M', 4, 4};  // 1028, without a name
+        StoreNumber<uint32_t, std::endian::big>(resource.data() + 8,
+                                                static_cast<uint32_t>(block.size()));
+        std::string name(kPhotoshopName);
+        name.append(resource.begin(), resource.end());
+        PutNamed(JPEG_APP0 + 13, name, block);  // not padded to an even size
     }
 
 private:
@@ -137,9 +160,10 @@ void WriteMarkers(const CImageBits& image, bool writeProfile, jpeg_compress_stru
     CMarkerWriter out(info);
     out.CameraHeader(image.cameraText);
     out.Comment(image.comment);
-    out.CameraBlock(image.cameraText);
+    if (!out.Exif(image.exif.get())) out.CameraBlock(image.cameraText);
     out.Xmp(image.xmpData);
     if (writeProfile) out.Profile(image.iccProfile);
+    out.IPTC(image.iptc);
 }
 
 /// Rows in the form that the encoder takes: as they lie in the bitmap where that form is the same,

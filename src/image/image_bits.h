@@ -97,6 +97,10 @@ public:
     void ReportSaveProgress(uint32_t row);
     void ReportSavePercent(uint32_t percent);
 
+    /// Starts to play the sound clip, from a temporary file that lives as long as the image; false
+    /// without a clip or a player. Defined in image_sound.cpp.
+    bool PlaySoundClip();
+
     // ---- undo: image_undo.cpp -------------------------------------------------------------------
 
     using CStack = std::vector<std::shared_ptr<CImageStackElement>>;
@@ -194,6 +198,14 @@ public:
     /// Lays another picture over this one, its top left corner at (x, y).
     bool MergeImage(CImageBits& source, int32_t x, int32_t y, uint8_t opacity, int16_t feather,
                     int undo);
+
+    // Colour profile.
+    /// Takes the profile, or with no bytes drops the image's; false when it is not one.
+    bool LoadICCProfile(std::span<const uint8_t> profile);
+    /// Converts the pixels from the image's profile to this one, which becomes the image's.
+    /// `intent` is the ICC's: 0 perceptual, 1 relative, 2 saturation, 3 absolute.
+    bool ApplyICCProfile(std::span<const uint8_t> profile, uint32_t intent, int undo,
+                         CCallbackCls* progress);
 
     // Geometry. None of these runs in the frame; those that change the size clear the rectangle.
     /// Cuts to the rectangle; false when it is not valid.

@@ -156,7 +156,13 @@ void CImageBits::TakeFromReader(CImageReader& reader, int page) {
     bits16 = std::move(reader.m_bits16);
     iccFromExif = false;
     iccProfile.clear();
-    if (IsValidICCProfile(reader.m_iccProfile)) iccProfile = std::move(reader.m_iccProfile);
+    if (IsValidICCProfile(reader.m_iccProfile)) {
+        iccProfile = std::move(reader.m_iccProfile);
+    } else if (exif && exif->IsAdobeRGB()) {
+        const auto profile = AdobeRGBProfile();
+        iccProfile.assign(profile.begin(), profile.end());
+        iccFromExif = true;
+    }
     DescribeProfile();
 }
 

@@ -15,6 +15,10 @@ std::filesystem::path TestData(std::string_view name) {
     return std::filesystem::path(folder ? folder : KESTR_TEST_DATA_FOLDER) / name;
 }
 
+std::filesystem::path FuzzSeed(std::string_view name) {
+    return (TestData("../../fuzz/seeds") / name).lexically_normal();
+}
+
 std::vector<uint8_t> ReadFile(const std::filesystem::path& path) {
     std::ifstream in(path, std::ios::binary);
     EXPECT_TRUE(in.is_open()) << path;

@@ -11,6 +11,9 @@ namespace kestr::test {
 /// KESTR_TEST_DATA, when set, replaces the folder of the checkout that was compiled.
 std::filesystem::path TestData(std::string_view name);
 
+/// The path of a seed of a fuzz target: FuzzSeed("dib/plain24.bmp").
+std::filesystem::path FuzzSeed(std::string_view name);
+
 /// All bytes of a file; a failed test and no bytes when it cannot be read.
 std::vector<uint8_t> ReadFile(const std::filesystem::path& path);
 

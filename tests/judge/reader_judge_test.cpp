@@ -1,0 +1,216 @@
+// A judge for readers: any registered type, given one small file that it reads, is put through what
+// hostile files and impatient callers do. A format joins by a row in kSeeds.
+
+#include <algorithm>
+#include <thread>
+
+#include <gmock/gmock.h>
+
+#include "base/callback.h"
+#include "readers/image_reader.h"
+#include "readers/reader_registry.h"
+#include "support/loaded_handle.h"
+#include "support/test_data.h"
+
+namespace kestr::test {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+struct CSeed {
+    int32_t typeId;    // of the reader
+    const char* file;  // below fuzz/seeds
+};
+
+constexpr CSeed kSeeds[] = {
+    {2, "dib/plain1.bmp"},  {2, "dib/plain4.bmp"},      {2, "dib/plain8_topdown.bmp"},
+    {2, "dib/plain16.bmp"}, {1, "dib/mapped16.bmp"},    {2, "dib/plain24.bmp"},
+    {2, "dib/plain32.bmp"}, {1, "dib/mapped32_v5.bmp"}, {0, "dib/packed8.bmp"},
+    {0, "dib/packed4.bmp"}, {2, "dib/os2.bmp"},
+};
+
+constexpr size_t kMostCuts = 600;  // lengths and flipped bits that are tried of one file, evenly
+constexpr size_t kMostFlips = 1500;
+
+/// Answers as a caller without settings; asks for an end at the n-th question.
+class CImpatientCaller final : public CCallbackCls {
+public:
+    explicit CImpatientCaller(int patience) : m_patience(patience) {}
+    int questions = 0;
+
+    bool IsAbortRequested() override { return questions++ >= m_patience; }
+    bool GetAutoRotate() override { return false; }
+    bool GetUseCanonLibrary() override { return true; }
+    bool GetCanonApplyAdjust() override { return false; }
+    bool GetCanonCameraDefaults() override { return false; }
+    int16_t GetCanonAdjust1() override { return 0; }
+    int16_t GetCanonAdjust2() override { return 0; }
+    int16_t GetCanonAdjust3() override { return 0; }
+    int16_t GetCanonAdjust4() override { return 0; }
+    bool GetCanonLinearFlag() override { return false; }
+    bool GetUseCIECAM02() override { return true; }
+    uint8_t GetRawAutoLevels() override { return 1; }
+    int16_t GetColorTemperature() override { return 0; }
+    uint8_t* GetKodakPDCFlags() override { return &m_flags; }
+    double GetKodakPDCValue() override { return 0; }
+    bool GetKeep16BitPrecision() override { return true; }
+    void OnLoadSucceeded() override {}
+    void OnLoadFailed() override {}
+    void OnSaveSucceeded() override {}
+    void OnSaveFailed() override {}
+    void ReportPercent(int32_t) override {}
+    void ReportPassProgress(int32_t, int32_t, int32_t) override {}
+    void ReportOperationProgress(int32_t) override {}
+    void OnOperationDone() override {}
+    void NotifyUndoPush(bool) override {}
+
+private:
+    int m_patience;
+    uint8_t m_flags = 0;
+};
+
+class ReaderJudge : public testing::TestWithParam<CSeed> {
+protected:
+    ReaderJudge()
+        : m_seed(FuzzSeed(GetParam().file)),
+          m_bytes(ReadFile(m_seed)),
+          m_file(m_folder / m_seed.filename().string()) {}
+
+    /// Loads changed bytes; what comes must be a clean answer.
+    void Try(const Bytes& bytes, const char* what, size_t where) {
+        WriteFile(m_file, bytes);
+        CHandle handle;
+        const bool loaded = handle.Load(m_file);
+        const CHandle::CInfo info = handle.Info();
+        if (!loaded) {
+            EXPECT_EQ(info.width, 0u) << what << where;
+        } else {
+            EXPECT_LE(cGetScanLinesSuccessfullyRead(handle), info.height) << what << where;
+        }
+        EXPECT_TRUE(std::filesystem::remove(m_file)) << "still open: " << what << where;
+    }
+
+    std::unique_ptr<CImageReader> Reader() {
+        return CreateReader(GetParam().typeId, true, false, {});
+    }
+
+    std::filesystem::path m_seed;
+    Bytes m_bytes;
+    CTemporaryFolder m_folder;
+    std::filesystem::path m_file;
+};
+
+TEST_P(ReaderJudge, ReadsTheSeed) {
+    CHandle handle;
+    ASSERT_TRUE(handle.Load(m_seed)) << handle.ErrorText();
+    EXPECT_EQ(handle.Info().typeId, GetParam().typeId);
+    EXPECT_EQ(cGetScanLinesSuccessfullyRead(handle), handle.Info().height);
+}
+
+TEST_P(ReaderJudge, CutAtEachLength) {
+    const size_t step = m_bytes.size() / kMostCuts + 1;
+    for (size_t size = 0; size < m_bytes.size(); size += step) {
+        Try({m_bytes.begin(), m_bytes.begin() + static_cast<ptrdiff_t>(size)}, "cut at ", size);
+    }
+}
+
+TEST_P(ReaderJudge, FlippedBits) {
+    const size_t step = m_bytes.size() * 8 / kMostFlips + 1;
+    for (size_t bit = 0; bit < m_bytes.size() * 8; bit += step) {
+        Bytes bytes = m_bytes;
+        bytes[bit / 8] ^= static_cast<uint8_t>(1 << bit % 8);
+        Try(bytes, "bit ", bit);
+    }
+}
+
+TEST_P(ReaderJudge, OddRequests) {
+    for (const int page : {-32768, -1, 1, 2, 32767}) {
+        CHandle handle;
+        handle.Load(m_seed, static_cast<int16_t>(page));
+    }
+    for (const auto& [width, height] :
+         {std::pair(0, 0), {-5, 3}, {1, 1}, {3, 900}, {32767, 32767}}) {
+        for (const int32_t fit : {0, 1}) {
+            CHandle handle;
+            EXPECT_EQ(
+                cLoadThumbnailExW(handle, WidePath(m_seed).c_str(), static_cast<int16_t>(width),
+                                  static_cast<int16_t>(height), fit),
+                1);
+        }
+    }
+}
+
+TEST_P(ReaderJudge, EndsAtEachQuestion) {
+    const auto path = WidePath(m_seed);
+    int patience = 0;
+    for (;; ++patience) {
+        const auto reader = Reader();
+        CImpatientCaller caller(patience);
+        int32_t lines = 0;
+        if (reader->StartLoad(path.c_str(), 0, &caller)) {
+            Bytes row(static_cast<size_t>(reader->m_bitmapInfo.RowBytes()));
+            while (lines < reader->m_bitmapInfo.Height() && reader->ReadLine(row.data())) ++lines;
+        }
+        reader->Close();
+        if (caller.questions <= patience) {
+            EXPECT_EQ(lines, reader->m_bitmapInfo.Height());
+            break;
+        }
+        EXPECT_EQ(reader->m_errorText, "Load aborted.") << patience;
+        EXPECT_LT(lines, reader->m_bitmapInfo.Height()) << patience;
+    }
+    EXPECT_GT(patience, 0) << "an abort is never asked about";
+}
+
+TEST_P(ReaderJudge, WritesEveryPixelOfARow) {
+    const auto readInto = [&](uint8_t poison) {
+        const auto reader = Reader();
+        Bytes pixels;
+        if (reader->StartLoad(WidePath(m_seed).c_str(), 0, nullptr)) {
+            const CBitmapInfo& info = reader->m_bitmapInfo;
+            const auto used =
+                static_cast<size_t>((int64_t{info.Width()} * info.BitCount() + 7) / 8);
+            for (int32_t y = 0; y < info.Height(); ++y) {
+                Bytes row(static_cast<size_t>(info.RowBytes()), poison);
+                EXPECT_TRUE(reader->ReadLine(row.data()));
+                pixels.insert(pixels.end(), row.begin(),
+                              row.begin() + static_cast<ptrdiff_t>(used));
+            }
+        }
+        reader->Close();
+        return pixels;
+    };
+    EXPECT_EQ(readInto(0x00), readInto(0xFF));
+}
+
+TEST_P(ReaderJudge, ServesThreadsAtOnce) {
+    const auto load = [&](Bytes& pixels) {
+        for (int i = 0; i < 20; ++i) {
+            CHandle handle;
+            if (handle.Load(m_seed)) pixels = handle.Rows(handle.Row(0).size());
+        }
+    };
+    Bytes alone;
+    load(alone);
+    EXPECT_FALSE(alone.empty());
+    std::array<Bytes, 4> together;
+    {
+        std::vector<std::jthread> threads;
+        for (Bytes& pixels : together) threads.emplace_back([&] { load(pixels); });
+    }
+    for (const Bytes& pixels : together) EXPECT_EQ(pixels, alone);
+}
+
+void PrintTo(const CSeed& seed, std::ostream* out) { *out << seed.file; }
+
+std::string SeedName(const testing::TestParamInfo<CSeed>& info) {
+    std::string name = info.param.file;
+    std::ranges::replace_if(
+        name, [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); }, '_');
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, ReaderJudge, testing::ValuesIn(kSeeds), SeedName);
+
+}  // namespace
+}  // namespace kestr::test
