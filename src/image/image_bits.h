@@ -190,7 +190,11 @@ public:
     void ClearOpRect();
     /// Takes a mask of (width - 1) x (height - 1) of the stored rectangle; null takes it away.
     void LoadOpMask(const uint8_t* mask);
+    /// Forgets a transparent index, a transparent colour and a palette's alpha.
     void ClearTransparency();
+    /// These two forget the alpha plane too.
+    void SetTransparentIndex(int32_t index);
+    void SetTransparentColour(uint32_t colour, uint16_t tolerance);
     /// Takes a byte a pixel, 0 for transparent, in place of all other transparency.
     void LoadAlphaMask(const uint8_t* mask);
     /// Flattens onto a colour; false when nothing is transparent.
@@ -255,7 +259,7 @@ public:
     void OpSetPixelColor(uint32_t x, uint32_t y, uint16_t red, uint16_t green, uint16_t blue,
                          int undo);
     bool OpRemoveRedEye(uint8_t saturationMin, int16_t hue, uint8_t valuePercent, int undo);
-    /// `fraction` of the pixels, in thousandths, may be clipped.
+    /// So many thousandths of the pixels may be clipped.
     bool OpAutoContrast(uint32_t thousandths, int undo);
     bool OpAutoLevel(uint32_t thousandths, int undo);
 

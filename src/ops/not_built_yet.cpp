@@ -4,6 +4,12 @@
 
 namespace kestr {
 
+<<<<<<< HEAD
 void CImageBits::ApplyReaderLevels(const CImageReader&) {}
+=======
+bool CImageBits::LoadNextPage(std::span<int32_t, 4>, uint32_t) {
+    return false;
+}
+>>>>>>> 55679b4 (ops: tone, levels, red-eye, histogram, transparency, merging of pictures)
 
 }  // namespace kestr

@@ -24,23 +24,28 @@ public:
 
 /// Runs a filter over pixels of 24 bits, over those of an 8-bit gray image, or else over the
 /// palette in use. The filter's class is final and known here, so that no call is left in the
-/// loops.
+/// loops; one that has a quicker way to do many pixels says so by a ProcessPixels.
 template <std::derived_from<Pixel8Ops> TOps>
 requires std::is_final_v<TOps>
 void RunPixel8Ops(CBitmapInfo& info, CPixelBytes& pixels, bool gray, const TOps& ops) {
-    if (info.BitCount() == 24 || (info.BitCount() == 8 && gray && ops.HandlesGrayIndices())) {
-        const CPixelView<uint8_t> view = View8(pixels, info);
+    const bool grayLevels = info.BitCount() == 8 && gray && ops.HandlesGrayIndices();
+    if (info.BitCount() != 24 && !grayLevels) {
+        for (size_t i = 0; i < info.PaletteSize(); ++i) ops.ProcessPaletteEntry(info.Palette()[i]);
+        return;
+    }
+    const CPixelView<uint8_t> view = View8(pixels, info);
+    if constexpr (requires { ops.ProcessPixels(view); }) {
+        ops.ProcessPixels(view);
+    } else {
         for (int32_t y = 0; y < view.height; ++y) {
             uint8_t* const begin = view.Row(y);
             uint8_t* const end = begin + view.RowSamples();
-            if (view.channels == 3) {
-                for (uint8_t* pixel = begin; pixel != end; pixel += 3) ops.ProcessPixel24(pixel);
+            if (grayLevels) {
+                for (uint8_t* level = begin; level != end; ++level) ops.ProcessGrayIndex(*level);
             } else {
-                for (uint8_t* pixel = begin; pixel != end; ++pixel) ops.ProcessGrayIndex(*pixel);
+                for (uint8_t* pixel = begin; pixel != end; pixel += 3) ops.ProcessPixel24(pixel);
             }
         }
-    } else {
-        for (size_t i = 0; i < info.PaletteSize(); ++i) ops.ProcessPaletteEntry(info.Palette()[i]);
     }
 }
 

@@ -1,0 +1,86 @@
+#include <algorithm>
+
+#include "base/integer_hsv.h"
+#include "base/real_hsv.h"
+#include "ops/operation.h"
+#include "ops/pixel8_ops.h"
+
+namespace kestr {
+namespace {
+
+struct CHSVPercents {
+    int hue = 0;
+    int saturation = 0;
+    int value = 0;
+};
+
+CIntegerHSV Adjust(const CIntegerHSV& hsv, const CHSVPercents& percents) {
+    int hue = hsv.hue + hsv.hue * percents.hue / 100;
+    // Once, no further: what is beyond two turns stays outside.
+    if (hue >= 360) {
+        hue -= 360;
+    } else if (hue < 0) {
+        hue += 360;
+    }
+    const auto part = [](int part100, int percent) {
+        return std::clamp(part100 + part100 * percent / 100, 0, 100);
+    };
+    return {hue, part(hsv.saturation, percents.saturation), part(hsv.value, percents.value)};
+}
+
+CRealHSV Adjust(const CRealHSV& hsv, const CHSVPercents& percents) {
+    double hue = hsv.hue + percents.hue * hsv.hue / 100;
+    if (hue >= 360) {
+        hue -= 360;
+    } else if (hue < 0) {
+        hue += 360;
+    }
+    const auto part = [](double part100, int percent) {
+        return std::clamp(part100 + percent * part100 / 100, 0.0, 100.0);
+    };
+    return {hue, part(hsv.saturation, percents.saturation), part(hsv.value, percents.value)};
+}
+
+class hsvOps final : public Pixel8Ops {
+public:
+    explicit hsvOps(const CHSVPercents& percents) : m_percents(percents) {}
+
+    void ProcessPixel24(uint8_t* pixel) const override {
+        const auto bgr = BGRFromHSV(Adjust(HSVFromRGB(pixel[2], pixel[1], pixel[0]), m_percents));
+        std::copy(bgr.begin(), bgr.end(), pixel);
+    }
+    [[nodiscard]] bool HandlesGrayIndices() const override { return false; }
+    void ProcessGrayIndex(uint8_t&) const override {}
+    void ProcessPaletteEntry(CRGBQuad& entry) const override { ProcessPixel24(&entry.rgbBlue); }
+
+private:
+    CHSVPercents m_percents;
+};
+
+}  // namespace
+
+void CImageBits::OpHSVAdjust(int huePercent, int saturationPercent, int valuePercent, int undo) {
+    class COp final : public COperation {
+    public:
+        explicit COp(const CHSVPercents& percents) : m_percents(percents) {}
+        void Apply16(CPixelWords& samples, int32_t width, int32_t height, int channels) override {
+            if (channels != 3) return;
+            const size_t count = 3 * static_cast<size_t>(width) * static_cast<size_t>(height);
+            for (size_t i = 0; i < count; i += 3) {
+                uint16_t* const pixel = samples.data() + i;
+                BGRFromRealHSV(Adjust(RealHSVFromBGR(pixel), m_percents), pixel);
+            }
+        }
+        void Apply8(CPixelBytes& pixels, CBitmapInfo& info, bool gray) override {
+            RunPixel8Ops(info, pixels, gray, hsvOps(m_percents));
+        }
+
+    private:
+        CHSVPercents m_percents;
+    };
+    if (Has16Bit() && IsGray()) return;
+    COp operation({huePercent, saturationPercent, valuePercent});
+    RunOperation(operation, undo);
+}
+
+}  // namespace kestr
