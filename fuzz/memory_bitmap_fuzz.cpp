@@ -9,19 +9,16 @@
 
 #include <kestr/kestr.h>
 
+#include "platform/automation.h"
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 1) return 0;
     const uint8_t choice = *data++;
     --size;
     const HKESTRSESSION session = cNewSession();
     if ((choice & 1) != 0) {
-        SAFEARRAY* array = SafeArrayCreateVector(VT_UI1, 0, static_cast<uint32_t>(size));
-        void* block = nullptr;
-        SafeArrayAccessData(array, &block);
-        std::memcpy(block, data, size);
-        SafeArrayUnaccessData(array);
-        cLoadDIBArray(session, array, choice & 2);
-        SafeArrayDestroy(array);
+        const kestr::CSafeArray array = kestr::MakeByteArray({data, size});
+        cLoadDIBArray(session, array.get(), choice & 2);
     } else if (size >= 40) {
         constexpr size_t kHeaderRoom = 124 + 12 + 1024;
         constexpr int64_t kMostSide = 300;

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 
 #include "api/handles.h"
+#include "platform/automation.h"
 #include "support/dib_builder.h"
 #include "support/loaded_handle.h"
 
@@ -167,14 +168,7 @@ TEST(FromMemory, KeptImageIsUndoable) {
 
 TEST(FromMemory, ArraysAreNotReadBeyondTheirEnd) {
     const auto load = [](CHandle& handle, Bytes block) {
-        SAFEARRAY* array = SafeArrayCreateVector(VT_UI1, 0, static_cast<uint32_t>(block.size()));
-        void* data = nullptr;
-        SafeArrayAccessData(array, &data);
-        std::memcpy(data, block.data(), block.size());
-        SafeArrayUnaccessData(array);
-        const int32_t result = cLoadDIBArray(handle, array, 0);
-        SafeArrayDestroy(array);
-        return result;
+        return cLoadDIBArray(handle, MakeByteArray(block).get(), 0);
     };
     const auto join = [](Bytes a, const Bytes& b) {
         a.insert(a.end(), b.begin(), b.end());

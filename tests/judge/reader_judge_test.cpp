@@ -201,7 +201,9 @@ TEST_P(ReaderJudge, ServesThreadsAtOnce) {
     for (const Bytes& pixels : together) EXPECT_EQ(pixels, alone);
 }
 
-void PrintTo(const CSeed& seed, std::ostream* out) { *out << seed.file; }
+void PrintTo(const CSeed& seed, std::ostream* out) {
+    *out << seed.file;
+}
 
 std::string SeedName(const testing::TestParamInfo<CSeed>& info) {
     std::string name = info.param.file;

@@ -1,6 +1,7 @@
 #include "support/loaded_handle.h"
 
 #include "api/handles.h"
+#include "platform/automation.h"
 #include "support/test_data.h"
 
 namespace kestr::test {
@@ -16,8 +17,9 @@ std::basic_string<KESTR_CHAR> WidePath(const std::filesystem::path& path) {
 
 std::string TakeText(BSTR text) {
     std::string bytes;
-    for (uint32_t i = 0; i < SysStringLen(text); ++i) bytes += static_cast<char>(text[i]);
-    SysFreeString(text);
+    const size_t units = automation::TextUnits(text);
+    for (size_t i = 0; i < units; ++i) bytes += static_cast<char>(text[i]);
+    automation::FreeText(text);
     return bytes;
 }
 
