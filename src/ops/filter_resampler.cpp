@@ -40,6 +40,9 @@ struct CBlock {
     using Type [[gnu::vector_size(16)]] = Sample;
 };
 
+/// One number for each lane of a sum.
+using Lanes [[gnu::vector_size(kPairLanes * sizeof(uint32_t))]] = uint32_t;
+
 template <typename Block, size_t... kLane>
 KESTR_INLINE Block InterleaveLow(Block a, Block b, std::index_sequence<kLane...>) {
     return __builtin_shufflevector(a, b,
@@ -169,26 +172,22 @@ KESTR_INLINE void FinishLanes(const int32_t* pairs, size_t step, const CContribu
         values[i] = value;
     }
     if (unsure != 0) {
+        Lanes expected;
+        std::memcpy(&expected, pairs, sizeof(expected));
+        expected = firstIsOdd ? expected >> 16 : expected & 0xFFFFU;
+        expected |= expected << 16;
+        Lanes different{};
         const size_t last = taps.PairCount() - 1;
-        for (int i = 0; i < kPairLanes; ++i) {
-            const uint32_t pair = static_cast<uint32_t>(pairs[i]);
-            const uint32_t first = firstIsOdd ? pair >> 16 : pair & 0xFFFFU;
-            sums[i] = static_cast<int32_t>(first | first << 16);
-        }
-        uint32_t different[kPairLanes] = {};
         for (size_t k = 0; k <= last; ++k) {
             uint32_t mask = 0xFFFFFFFFU;
             if (k == 0 && firstIsOdd) mask &= 0xFFFF0000U;
             if (k == last && taps.last % 2 == 0) mask &= 0x0000FFFFU;
-            for (int i = 0; i < kPairLanes; ++i) {
-                different[i] |=
-                    static_cast<uint32_t>(pairs[k * step + static_cast<size_t>(i)] ^ sums[i]) &
-                    mask;
-            }
+            Lanes pair;
+            std::memcpy(&pair, pairs + k * step, sizeof(pair));
+            different |= (pair ^ expected) & mask;
         }
         for (int i = 0; i < kPairLanes; ++i) {
-            const auto first =
-                static_cast<int32_t>((static_cast<uint32_t>(sums[i]) & 0xFFFFU) ^ kBias<Sample>);
+            const auto first = static_cast<int32_t>((expected[i] & 0xFFFFU) ^ kBias<Sample>);
             values[i] = different[i] == 0 ? first : values[i];
         }
     }
