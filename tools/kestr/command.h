@@ -26,5 +26,6 @@ struct CCommand {
 
 extern const CCommand kInfoCommand;
 extern const CCommand kConvertCommand;
+extern const CCommand kHistogramCommand;
 
 }  // namespace tool

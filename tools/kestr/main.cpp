@@ -11,7 +11,7 @@
 namespace tool {
 namespace {
 
-constexpr const CCommand* kCommands[] = {&kInfoCommand, &kConvertCommand};
+constexpr const CCommand* kCommands[] = {&kInfoCommand, &kConvertCommand, &kHistogramCommand};
 
 void Print(const std::string& text) {
     std::fputs(text.c_str(), stdout);
