@@ -116,6 +116,7 @@ KESTR_API int32_t KESTR_CALL cSetPhysicalPixelsPerInch(HKESTRSESSION session, ui
         image.physicalX = x;
         image.physicalY = y;
         if (image.exif) image.exif->SetResolutionDPI(x, y);
+        if (image.exif) image.exif->SetResolutionDPI(x, y);
     });
 }
 
