@@ -27,5 +27,7 @@ struct CCommand {
 extern const CCommand kInfoCommand;
 extern const CCommand kConvertCommand;
 extern const CCommand kHistogramCommand;
+extern const CCommand kThumbCommand;
+extern const CCommand kSheetCommand;
 
 }  // namespace tool

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "command.h"
+#include "geometry_operations.h"
 #include "operations.h"
 #include "progress.h"
 #include "save_types.h"
@@ -17,6 +18,7 @@ constexpr COption kOwnOptions[] = {
     {"--option", "N", "the number that a few formats take along with their id"},
     {"--page", "N", "load page N of a file that has several, from 0"},
     {"--quality", "N", "JPEG quality from 0 to 100, 75 if not given"},
+    {"--method", "N", "how --resize scales, 0 to 7: 0 nearest pixel, 3 triangle, 6 Lanczos"},
     {"--upright", "", "turn the picture upright as its EXIF orientation says"},
 };
 
@@ -43,6 +45,10 @@ std::optional<int> Number(const CCommandLine& line, std::string_view name, int l
 }
 
 ExitCode ApplyOperations(const CSession& session, const CCommandLine& line) {
+    if (const auto method = line.Value("--method"); method && !SetResizeMethod(*method)) {
+        Complain("--method takes a number from 0 to 7");
+        return kUsage;
+    }
     for (const CGivenOption& given : line.options) {
         const COperation* const operation = FindOperation(*given.option);
         if (!operation) continue;

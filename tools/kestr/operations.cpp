@@ -7,6 +7,8 @@
 
 #include <kestr/kestr.h>
 
+#include "geometry_operations.h"
+
 namespace tool {
 namespace {
 
@@ -117,7 +119,7 @@ bool RedEye(HKESTRSESSION session, const std::string& value, std::string& error)
                            static_cast<uint8_t>((*numbers)[2])) != 0;
 }
 
-constexpr COperation kOperations[] = {
+constexpr COperation kOwnOperations[] = {
     {{"--strip", "", "drop EXIF, IPTC, comment and sound"}, &Strip},
     {{"--select", "L,T,R,B[,F]", "what follows acts in this rectangle, feathered by F pixels"},
      &Select},
@@ -145,14 +147,20 @@ constexpr COperation kOperations[] = {
 }  // namespace
 
 std::span<const COperation> Operations() {
-    return kOperations;
+    static const std::vector<COperation> operations = [] {
+        std::vector<COperation> all(std::begin(kOwnOperations), std::end(kOwnOperations));
+        const std::span<const COperation> geometry = GeometryOperations();
+        all.insert(all.end(), geometry.begin(), geometry.end());
+        return all;
+    }();
+    return operations;
 }
 
 const COperation* FindOperation(const COption& option) {
-    const auto found = std::ranges::find(kOperations, option.name, [](const COperation& operation) {
-        return operation.option.name;
-    });
-    return found != std::end(kOperations) ? found : nullptr;
+    const std::span<const COperation> all = Operations();
+    const auto found = std::ranges::find(
+        all, option.name, [](const COperation& operation) { return operation.option.name; });
+    return found != all.end() ? &*found : nullptr;
 }
 
 }  // namespace tool

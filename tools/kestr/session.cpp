@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "options.h"
 #include "progress.h"
 #include "system.h"
 #include "text.h"
@@ -25,6 +26,14 @@ namespace {
 [[maybe_unused]] int32_t Save(HKESTRSESSION session, const KESTR_CHAR* path, int typeId, int option,
                               CProgressBar& bar) {
     return cSaveW(session, path, typeId, option, &CProgressBar::Show, bar.User());
+}
+[[maybe_unused]] int32_t Thumbnail(HKESTRSESSION session, const char* path, const CBox& box) {
+    return cLoadThumbnailEx(session, path, static_cast<int16_t>(box.width),
+                            static_cast<int16_t>(box.height), 0);
+}
+[[maybe_unused]] int32_t Thumbnail(HKESTRSESSION session, const KESTR_CHAR* path, const CBox& box) {
+    return cLoadThumbnailExW(session, path, static_cast<int16_t>(box.width),
+                             static_cast<int16_t>(box.height), 0);
 }
 template <typename... Outputs>
 int32_t Query(const char* path, Outputs... outputs) {
@@ -67,6 +76,11 @@ bool CSession::Load(const std::filesystem::path& path, int page, CProgressBar& p
     return tool::Load(Handle(), path.c_str(), static_cast<int16_t>(page), progress) != 0;
 }
 
+bool CSession::LoadThumbnail(const std::filesystem::path& path, int width, int height) {
+    cSetAutoRotate(Handle(), 1);
+    return Thumbnail(Handle(), path.c_str(), {width, height}) != 0;
+}
+
 bool CSession::Save(const std::filesystem::path& path, int typeId, int option,
                     CProgressBar& progress) {
     return tool::Save(Handle(), path.c_str(), typeId, option, progress) != 0;
@@ -86,6 +100,15 @@ bool CSession::IsDamaged() const {
     const std::string text = description.Utf8();
     return text.find("Damaged file - incomplete read") != std::string::npos ||
            text.find("Image file damage detected.") != std::string::npos;
+}
+
+std::optional<CBox> ParseBox(std::string_view text) {
+    const size_t cross = text.find('x');
+    if (cross == std::string_view::npos) return std::nullopt;
+    const auto width = ParseNumber(text.substr(0, cross), 1, 32767);
+    const auto height = ParseNumber(text.substr(cross + 1), 1, 32767);
+    if (!width || !height) return std::nullopt;
+    return CBox{*width, *height};
 }
 
 std::optional<CFileInfo> QueryFile(const std::filesystem::path& path, uint32_t page,

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <type_traits>
 
 #include <kestr/kestr.h>
@@ -65,6 +66,8 @@ public:
 
     [[nodiscard]] HKESTRSESSION Handle() const { return m_session.get(); }
     bool Load(const std::filesystem::path& path, int page, CProgressBar& progress);
+    /// Loads a picture reduced to fit a box, turned upright.
+    bool LoadThumbnail(const std::filesystem::path& path, int width, int height);
     bool Save(const std::filesystem::path& path, int typeId, int option, CProgressBar& progress);
     [[nodiscard]] CImageInfo Info() const;
     /// Whether rows of the loaded picture are missing or its file was damaged.
@@ -73,6 +76,13 @@ public:
 private:
     CSessionHandle m_session;
 };
+
+/// A box of pixels as the command line gives it, "160x120", at most 32767 a side.
+struct CBox {
+    int width = 0;
+    int height = 0;
+};
+[[nodiscard]] std::optional<CBox> ParseBox(std::string_view text);
 
 /// Asks a file; none, with `error` in plain words, when it is no picture.
 std::optional<CFileInfo> QueryFile(const std::filesystem::path& path, uint32_t page,
