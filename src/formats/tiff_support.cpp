@@ -1,0 +1,216 @@
+#include "formats/tiff_support.h"
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+
+#include "base/byte_cursor.h"
+#include "platform/files.h"
+
+namespace kestr {
+namespace {
+
+// The most that libtiff takes for one block: a strip or tile, or the values of a tag.
+constexpr tmsize_t kMostMemory = tmsize_t{1} << 30;
+
+// Nothing goes on to the process-wide handlers: the reader or writer has words of its own.
+int Silence(TIFF*, void*, const char*, const char*, va_list) {
+    return 1;
+}
+
+CTIFFHandle OpenClient(const char* mode, thandle_t client, TIFFReadWriteProc read,
+                       TIFFReadWriteProc write, TIFFSeekProc seek, TIFFCloseProc close,
+                       TIFFSizeProc size, TIFFMapFileProc map, TIFFUnmapFileProc unmap) {
+    struct CFreeOptions {
+        void operator()(TIFFOpenOptions* options) const { TIFFOpenOptionsFree(options); }
+    };
+    const std::unique_ptr<TIFFOpenOptions, CFreeOptions> options(TIFFOpenOptionsAlloc());
+    if (!options) return nullptr;
+    TIFFOpenOptionsSetErrorHandlerExtR(options.get(), &Silence, nullptr);
+    TIFFOpenOptionsSetWarningHandlerExtR(options.get(), &Silence, nullptr);
+    TIFFOpenOptionsSetMaxSingleMemAlloc(options.get(), kMostMemory);
+    return CTIFFHandle(TIFFClientOpenExt("", mode, client, read, write, seek, close, size, map,
+                                         unmap, options.get()));
+}
+
+// ---- a file in memory --------------------------------------------------------------------------
+
+struct CMemoryFile {
+    std::span<const uint8_t> bytes;
+    uint64_t position = 0;
+};
+
+tmsize_t ReadMemory(thandle_t client, void* buffer, tmsize_t count) {
+    auto& file = *static_cast<CMemoryFile*>(client);
+    const auto piece = SubRange(file.bytes, file.position, static_cast<uint64_t>(count));
+    if (!piece.empty()) std::memcpy(buffer, piece.data(), piece.size());
+    file.position += piece.size();
+    return static_cast<tmsize_t>(piece.size());
+}
+
+tmsize_t WriteNothing(thandle_t, void*, tmsize_t) {
+    return -1;
+}
+
+toff_t SeekMemory(thandle_t client, toff_t offset, int whence) {
+    auto& file = *static_cast<CMemoryFile*>(client);
+    const uint64_t base = whence == SEEK_SET   ? 0
+                          : whence == SEEK_CUR ? file.position
+                                               : file.bytes.size();
+    file.position = base + offset;  // one beyond the end is no fault: nothing is read there
+    return file.position;
+}
+
+int CloseMemory(thandle_t client) {
+    const std::unique_ptr<CMemoryFile> owned(static_cast<CMemoryFile*>(client));
+    return 0;
+}
+
+toff_t SizeOfMemory(thandle_t client) {
+    return static_cast<CMemoryFile*>(client)->bytes.size();
+}
+
+int MapMemory(thandle_t client, void** base, toff_t* size) {
+    const auto bytes = static_cast<CMemoryFile*>(client)->bytes;
+    *base = const_cast<uint8_t*>(bytes.data());  // libtiff only reads
+    *size = bytes.size();
+    return 1;
+}
+
+void UnmapMemory(thandle_t, void*, toff_t) {}
+
+// ---- a stream ----------------------------------------------------------------------------------
+
+tmsize_t ReadStream(thandle_t client, void* buffer, tmsize_t count) {
+    auto* stream = static_cast<std::FILE*>(client);
+    return static_cast<tmsize_t>(std::fread(buffer, 1, static_cast<size_t>(count), stream));
+}
+
+tmsize_t WriteStream(thandle_t client, void* buffer, tmsize_t count) {
+    auto* stream = static_cast<std::FILE*>(client);
+    return static_cast<tmsize_t>(std::fwrite(buffer, 1, static_cast<size_t>(count), stream));
+}
+
+toff_t SeekTo(thandle_t client, toff_t offset, int whence) {
+    auto* stream = static_cast<std::FILE*>(client);
+    const bool moved = whence == SEEK_SET
+                           ? SeekStream(stream, offset)
+                           : std::fseek(stream, static_cast<long>(offset), whence) == 0;
+    return moved ? static_cast<toff_t>(std::ftell(stream)) : static_cast<toff_t>(-1);
+}
+
+int LeaveStream(thandle_t) {
+    return 0;  // its owner closes it
+}
+
+toff_t SizeOfStream(thandle_t client) {
+    auto* stream = static_cast<std::FILE*>(client);
+    const long here = std::ftell(stream);
+    std::fseek(stream, 0, SEEK_END);
+    const long size = std::ftell(stream);
+    std::fseek(stream, here, SEEK_SET);
+    return static_cast<toff_t>(std::max(size, 0L));
+}
+
+int MapNothing(thandle_t, void**, toff_t*) {
+    return 0;
+}
+
+// ---- the IPTC block ----------------------------------------------------------------------------
+
+constexpr uint16_t kTagIPTC = 33723;
+constexpr uint16_t kTypeByte = 1;
+constexpr uint16_t kTypeLong = 4;
+constexpr uint32_t kEntryBytes = 12;
+constexpr int kMostDirectories = 65536;  // an endless chain stops here
+
+struct CIPTCEntry {
+    uint32_t entry = 0;  // bytes from the start of the file
+    uint16_t type = 0;
+    uint32_t count = 0;
+    uint32_t offset = 0;
+};
+
+template <std::endian Order>
+struct CDirectory {
+    uint32_t next = 0;
+    std::optional<CIPTCEntry> iptc;
+};
+
+template <std::endian Order>
+std::optional<CDirectory<Order>> ReadDirectory(std::span<const uint8_t> file, uint32_t offset) {
+    if (offset == 0) return std::nullopt;
+    CByteCursor<Order> in(file, offset);
+    const uint16_t entries = in.U16();
+    CDirectory<Order> directory;
+    for (uint32_t i = 0; i < entries; ++i) {
+        const uint32_t at = offset + 2 + i * kEntryBytes;
+        const uint16_t tag = in.U16();
+        const CIPTCEntry entry{
+            .entry = at, .type = in.U16(), .count = in.U32(), .offset = in.U32()};
+        if (!in.Ok()) return std::nullopt;
+        if (tag == kTagIPTC) directory.iptc = entry;
+    }
+    directory.next = in.U32();
+    if (!in.Ok()) directory.next = 0;
+    return directory;
+}
+
+// The IPTC entry of a page, or with -1 of the last one.
+template <std::endian Order>
+std::optional<CIPTCEntry> FindIPTC(std::span<const uint8_t> file, int page) {
+    uint32_t offset = CByteCursor<Order>(file, 4).U32();
+    std::optional<CIPTCEntry> found;
+    for (int i = 0; i < kMostDirectories && (page < 0 || i <= page); ++i) {
+        const auto directory = ReadDirectory<Order>(file, offset);
+        if (!directory) return page < 0 ? found : std::nullopt;
+        found = directory->iptc;
+        offset = directory->next;
+    }
+    return found;
+}
+
+bool IsBigEndian(std::span<const uint8_t> file) {
+    return file.size() > 1 && file[0] == 'M' && file[1] == 'M';
+}
+
+}  // namespace
+
+CTIFFHandle OpenTIFF(std::span<const uint8_t> file) {
+    auto client = std::make_unique<CMemoryFile>();
+    client->bytes = file;
+    // "c": strips stay as they are, so that they can be read whole.
+    CTIFFHandle tiff = OpenClient("rc", client.get(), &ReadMemory, &WriteNothing, &SeekMemory,
+                                  &CloseMemory, &SizeOfMemory, &MapMemory, &UnmapMemory);
+    if (tiff) (void)client.release();  // CloseMemory has it now
+    return tiff;
+}
+
+CTIFFHandle OpenTIFF(std::FILE* stream, const char* mode) {
+    return OpenClient(mode, stream, &ReadStream, &WriteStream, &SeekTo, &LeaveStream, &SizeOfStream,
+                      &MapNothing, &UnmapMemory);
+}
+
+std::span<const uint8_t> FindRichTIFFIPTC(std::span<const uint8_t> file, int page) {
+    const auto entry = IsBigEndian(file) ? FindIPTC<std::endian::big>(file, page)
+                                         : FindIPTC<std::endian::little>(file, page);
+    if (!entry || file.size() < 10 || entry->offset >= file.size() - 10) return {};
+    const uint64_t bytes = uint64_t{entry->count} * (entry->type == kTypeLong ? 4 : 1);
+    return SubRange(file, entry->offset, bytes);
+}
+
+void FixRichTIFFIPTCType(std::span<uint8_t> file) {
+    const auto fix = [&]<std::endian Order>() {
+        const auto entry = FindIPTC<Order>(file, -1);
+        if (!entry || entry->type != kTypeLong) return;
+        StoreNumber<uint16_t, Order>(file.data() + entry->entry + 2, kTypeByte);
+        StoreNumber<uint32_t, Order>(file.data() + entry->entry + 4, entry->count * 4);
+    };
+    if (IsBigEndian(file)) {
+        fix.operator()<std::endian::big>();
+    } else {
+        fix.operator()<std::endian::little>();
+    }
+}
+
+}  // namespace kestr
