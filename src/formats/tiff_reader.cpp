@@ -461,6 +461,7 @@ void CTIFFReader::ConvertIndexes(const uint8_t* row, uint8_t* destination) const
         std::memcpy(destination, row, (width * bits + 7) / 8);
         return;
     }
+    std::memset(destination, 0, (width * bits + 7) / 8);
     for (size_t x = 0; x < width; ++x) {
         for (size_t bit = 0; bit < bits; ++bit) {
             const size_t from = x * fileBits + bit;

@@ -82,21 +82,15 @@ void UnmapMemory(thandle_t, void*, toff_t) {}
 // ---- a stream ----------------------------------------------------------------------------------
 
 tmsize_t ReadStream(thandle_t client, void* buffer, tmsize_t count) {
-    auto* stream = static_cast<std::FILE*>(client);
-    return static_cast<tmsize_t>(std::fread(buffer, 1, static_cast<size_t>(count), stream));
+    return static_cast<CTIFFStream*>(client)->Read(buffer, count);
 }
 
 tmsize_t WriteStream(thandle_t client, void* buffer, tmsize_t count) {
-    auto* stream = static_cast<std::FILE*>(client);
-    return static_cast<tmsize_t>(std::fwrite(buffer, 1, static_cast<size_t>(count), stream));
+    return static_cast<CTIFFStream*>(client)->Write(buffer, count);
 }
 
 toff_t SeekTo(thandle_t client, toff_t offset, int whence) {
-    auto* stream = static_cast<std::FILE*>(client);
-    const bool moved = whence == SEEK_SET
-                           ? SeekStream(stream, offset)
-                           : std::fseek(stream, static_cast<long>(offset), whence) == 0;
-    return moved ? static_cast<toff_t>(std::ftell(stream)) : static_cast<toff_t>(-1);
+    return static_cast<CTIFFStream*>(client)->Seek(offset, whence);
 }
 
 int LeaveStream(thandle_t) {
@@ -104,12 +98,7 @@ int LeaveStream(thandle_t) {
 }
 
 toff_t SizeOfStream(thandle_t client) {
-    auto* stream = static_cast<std::FILE*>(client);
-    const long here = std::ftell(stream);
-    std::fseek(stream, 0, SEEK_END);
-    const long size = std::ftell(stream);
-    std::fseek(stream, here, SEEK_SET);
-    return static_cast<toff_t>(std::max(size, 0L));
+    return static_cast<CTIFFStream*>(client)->Size();
 }
 
 int MapNothing(thandle_t, void**, toff_t*) {
@@ -186,9 +175,48 @@ CTIFFHandle OpenTIFF(std::span<const uint8_t> file) {
     return tiff;
 }
 
-CTIFFHandle OpenTIFF(std::FILE* stream, const char* mode) {
-    return OpenClient(mode, stream, &ReadStream, &WriteStream, &SeekTo, &LeaveStream, &SizeOfStream,
-                      &MapNothing, &UnmapMemory);
+CTIFFHandle OpenTIFF(CTIFFStream& stream, const char* mode) {
+    return OpenClient(mode, &stream, &ReadStream, &WriteStream, &SeekTo, &LeaveStream,
+                      &SizeOfStream, &MapNothing, &UnmapMemory);
+}
+
+CTIFFStream::CTIFFStream(std::FILE* stream) : m_stream(stream) {
+    if (std::fseek(stream, 0, SEEK_END) != 0) return;
+    const long size = std::ftell(stream);
+    m_size = m_actual = static_cast<uint64_t>(std::max(size, 0L));
+}
+
+// Between a write and a read, and back, C streams want a seek.
+bool CTIFFStream::Reach(bool forWriting) {
+    if (m_actual != m_position || m_wrote != forWriting) {
+        if (!SeekStream(m_stream, m_position)) return false;
+        m_actual = m_position;
+    }
+    m_wrote = forWriting;
+    return true;
+}
+
+tmsize_t CTIFFStream::Read(void* buffer, tmsize_t count) {
+    if (count < 0 || !Reach(false)) return -1;
+    const size_t got = std::fread(buffer, 1, static_cast<size_t>(count), m_stream);
+    m_position += got;
+    m_actual = m_position;
+    return static_cast<tmsize_t>(got);
+}
+
+tmsize_t CTIFFStream::Write(const void* buffer, tmsize_t count) {
+    if (count < 0 || !Reach(true)) return -1;
+    const size_t put = std::fwrite(buffer, 1, static_cast<size_t>(count), m_stream);
+    m_position += put;
+    m_actual = m_position;
+    m_size = std::max(m_size, m_position);
+    return static_cast<tmsize_t>(put);
+}
+
+toff_t CTIFFStream::Seek(toff_t offset, int whence) {
+    const uint64_t base = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? m_position : m_size;
+    m_position = base + offset;
+    return m_position;
 }
 
 std::span<const uint8_t> FindRichTIFFIPTC(std::span<const uint8_t> file, int page) {

@@ -19,9 +19,30 @@ using CTIFFHandle = std::unique_ptr<TIFF, CTIFFCloser>;
 /// Opens a file that lies in memory; `file` must outlive the handle. Null when it is none.
 [[nodiscard]] CTIFFHandle OpenTIFF(std::span<const uint8_t> file);
 
-/// Opens a stream that can be read and written, which must outlive the handle: "w" for a new file
-/// (with "b" behind it in big-endian order, else "l"), "a" to add a page.
-[[nodiscard]] CTIFFHandle OpenTIFF(std::FILE* stream, const char* mode);
+/// A stream as libtiff sees it: seeks cost nothing until the next read or write, so that a file
+/// that grows strip by strip is written in large pieces.
+class CTIFFStream {
+public:
+    explicit CTIFFStream(std::FILE* stream);
+
+    tmsize_t Read(void* buffer, tmsize_t count);
+    tmsize_t Write(const void* buffer, tmsize_t count);
+    toff_t Seek(toff_t offset, int whence);
+    [[nodiscard]] toff_t Size() const { return m_size; }
+
+private:
+    bool Reach(bool forWriting);
+
+    std::FILE* m_stream;
+    uint64_t m_position = 0;  // where libtiff believes to be
+    uint64_t m_actual = 0;    // where the stream is
+    uint64_t m_size = 0;
+    bool m_wrote = false;  // the last transfer was a write
+};
+
+/// Opens a stream that can be read and written; both must outlive the handle. The mode is "wl" or
+/// "wb" for a new file in little- or big-endian order, "a" to add a page.
+[[nodiscard]] CTIFFHandle OpenTIFF(CTIFFStream& stream, const char* mode);
 
 /// Finds the IPTC block of a page, the directories being counted from 0; empty without one. A block
 /// that is stated in numbers of 32 bits, as many writers do, counts four bytes each.
