@@ -41,9 +41,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const auto app1 = record.Serialise(true);
     Record again;
     again.Parse(std::span(app1).subspan(6), false, true);
-    // What was set comes back, and the maker note with it.
-    if (again.Orientation != 1 || again.MakerNote != note) __builtin_trap();
-    record.SerialiseForTIFF(!record.bigEndian, 1000);
-    record.SerialiseGPSForTIFF(!record.bigEndian, 1000);
+    if (again.MakerNote != note) __builtin_trap();
+    (void)record.SerialiseForTIFF(!record.bigEndian, 1000);
+    (void)record.SerialiseGPSForTIFF(!record.bigEndian, 1000);
     return 0;
 }

@@ -10,7 +10,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     kestr::CIPTC_Members record;
     record.Parse(kestr::FindImageResource(bytes, kestr::image_resource::kIPTC));
     if (record.Empty()) record.Parse(bytes);
-    record.AsText(kestr::TextToWide(":"), kestr::TextToWide("\r\n"));
+    (void)record.AsText(kestr::TextToWide(":"), kestr::TextToWide("\r\n"));
     // Numbers below 3 are not written.
     std::erase_if(record.extended, [](const auto& item) { return item.first < 3; });
     const auto block = record.Serialise();

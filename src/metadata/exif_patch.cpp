@@ -217,6 +217,10 @@ std::optional<std::vector<uint8_t>> CEXIF_Members::PatchOriginal() const {
     if (!samePlain) return {};
     std::vector<uint8_t> block = CExifPatch(*this, before, places).Run();
     if (block.size() >= kMostPatchedBytes) return {};
+    // A note that was cut off by the end of the block would go on into what was added behind it.
+    CEXIF_Members after;
+    ParseExif(block, false, m_originalThumbnail, after, places);
+    if (after.MakerNote != MakerNote || after.makerNoteOffset != before.makerNoteOffset) return {};
     return block;
 }
 

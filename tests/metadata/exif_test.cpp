@@ -273,6 +273,16 @@ TEST(ExifLimits, SharedValuesDoNotMultiply) {
     EXPECT_LT(r.otherTags0.size(), 10u);
 }
 
+TEST(ExifLimits, ANoteThatIsCutOffDoesNotGrow) {
+    CTIFFBuilder b(false, 0);
+    const uint32_t exif = b.Directory({{37500, 7, 1000, b.U32(8 + 18 + 30)}});
+    b.Patch32(4, b.Directory({{272, 2, 3, {'a', 'b', 0}}, {34665, 4, 1, b.U32(exif)}}));
+    Record r = Parsed(b.All());
+    ASSERT_EQ(r.MakerNote.size(), b.Size() - (8 + 18 + 30));
+    r.DateTime = Wide("2004:02:29 13:05:09");
+    EXPECT_EQ(Parsed(Block(r.Serialise(true))).MakerNote, r.MakerNote);
+}
+
 TEST(ExifLimits, EveryCutIsSurvived) {
     CTIFFBuilder b(true, 0);
     const uint32_t note = b.Add(Bytes(20, 5));
