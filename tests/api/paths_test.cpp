@@ -1,4 +1,5 @@
 // Paths in any script, wide and narrow; and no call leaves a file open.
+#include <fstream>
 #include <string>
 #include <string_view>
 
@@ -36,6 +37,12 @@ protected:
     WideString Path(std::u16string_view name) const {
         return test::WidePath(m_folder.Path()) + test::Wide(u"/") + test::Wide(name);
     }
+    static bool SystemTakes(const std::filesystem::path& path) {
+        const bool taken = std::ofstream(path).is_open();
+        std::error_code ignored;
+        std::filesystem::remove(path, ignored);
+        return taken;
+    }
     // Proves that nobody has the file open: Windows lets no open file be deleted or replaced.
     void ExpectClosed(const std::filesystem::path& path) {
         std::error_code error;
@@ -56,6 +63,11 @@ TEST_P(PathsTest, WideNamesAreSavedLoadedAndLetGo) {
     const std::filesystem::path system = test::SystemPathOf(path);
     std::filesystem::create_directories(system.parent_path());
     cNewImage(m_session, 3, 2, 0x00302010);
+    if (!SystemTakes(system)) {  // Wine keeps names as UTF-8, which has no unpaired surrogates
+        EXPECT_EQ(cSaveW(m_session, path.c_str(), 2, 0, nullptr, 0), 0);
+        EXPECT_EQ(cLoadImageExW(m_session, path.c_str(), 0, 0, nullptr, 0), 0);
+        GTEST_SKIP() << "this system has no such names";
+    }
     ASSERT_EQ(cSaveW(m_session, path.c_str(), 2, 0, nullptr, 0), 1);
     EXPECT_TRUE(std::filesystem::exists(system));
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(system.parent_path()),
