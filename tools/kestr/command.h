@@ -29,5 +29,6 @@ extern const CCommand kConvertCommand;
 extern const CCommand kHistogramCommand;
 extern const CCommand kThumbCommand;
 extern const CCommand kSheetCommand;
+extern const CCommand kRoundtripCommand;
 
 }  // namespace tool

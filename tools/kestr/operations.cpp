@@ -8,6 +8,7 @@
 #include <kestr/kestr.h>
 
 #include "geometry_operations.h"
+#include "profile_operations.h"
 
 namespace tool {
 namespace {
@@ -42,7 +43,7 @@ bool Takes(std::string& error, const char* what) {
 }
 
 bool Strip(HKESTRSESSION session, const std::string&, std::string&) {
-    return cRemoveMetadata(session) != 0;
+    return cLoadXmp(session, nullptr, 0) != 0 && cRemoveMetadata(session) != 0;
 }
 
 bool Select(HKESTRSESSION session, const std::string& value, std::string& error) {
@@ -120,7 +121,10 @@ bool RedEye(HKESTRSESSION session, const std::string& value, std::string& error)
 }
 
 constexpr COperation kOwnOperations[] = {
-    {{"--strip", "", "drop EXIF, IPTC, comment and sound"}, &Strip},
+    {{"--strip", "", "drop EXIF, IPTC, XMP, comment and sound"}, &Strip},
+    {{"--icc", "FILE", "convert to the colour profile in FILE (without one of its own: from sRGB)"},
+     &ConvertToProfile},
+    {{"--srgb", "", "convert to sRGB"}, &ConvertToSRGB},
     {{"--select", "L,T,R,B[,F]", "what follows acts in this rectangle, feathered by F pixels"},
      &Select},
     {{"--invert-selection", "", "what follows acts outside of the rectangle"}, &InvertSelection},
