@@ -263,6 +263,36 @@ public:
     bool OpAutoContrast(uint32_t thousandths, int undo);
     bool OpAutoLevel(uint32_t thousandths, int undo);
 
+    // Neighbourhood filters: each pixel from a window around it.
+    /// Convolves with a matrix of `width` x `height` weights; sums are divided by the size of the
+    /// weights' sum. False without a matrix.
+    bool OpConvolveEx(int16_t width, int16_t height, const int16_t* matrix, uint16_t redBias,
+                      uint16_t greenBias, uint16_t blueBias, int undo);
+    bool OpSharpen(int16_t strength, int undo);
+    bool OpSoften(int16_t strength, int undo);
+    // The window has 2 * radius + 1 pixels a side; false for a negative radius.
+    /// Each pixel becomes that of the window's median luminance. False below 4 bits a pixel.
+    bool OpMedianFilter(int16_t radius, int undo);
+    /// At 8 bits each channel becomes its median unless that is an extreme, at 16 bits as
+    /// OpMedianFilter. False below 4 bits a pixel.
+    bool OpReduceNoise(int16_t radius, int undo);
+    /// Gray pictures and those below 8 bits stay as they are.
+    bool OilPaint24(int16_t radius, int undo);
+    bool OpNeon(int undo);
+
+    // Colour reduction, of the whole picture whatever is selected; the 16-bit store goes.
+    /// To `colours` of 1, 4 or 8 bits a pixel, found for the picture. False, with errorText set,
+    /// when the counts do not fit or the picture has no more bits than that.
+    bool OpReduceColors(int16_t colours, int16_t bitCount, bool dither, int undo);
+    /// To the standard palette of 4 or 8 bits.
+    bool OpMatchStandardPalette(int16_t bitCount, bool dither, int undo);
+    /// To the colours of a palette file; false without words when it does not serve.
+    bool OpMatchToPalette(const KESTR_CHAR* path, bool dither, int undo);
+    /// To 4, 8 or 24 bits a pixel; the 16-bit store stays, a sample a channel.
+    bool OpIncreaseBitsPerPixel(int32_t bitCount, int undo);
+    /// Writes the palette as a RIFF PAL file; false when there is none or the file cannot be made.
+    bool SavePalette(const KESTR_CHAR* path);
+
     // ---- state ----------------------------------------------------------------------------------
 
     std::basic_string<KESTR_CHAR> fileName;  // as given to the load
@@ -345,6 +375,8 @@ private:
     bool ScanForColour() const;
     void RunOn8Bits(COperation& operation);
     void RunOn16Bits(COperation& operation);
+    bool PrepareForMedian(int16_t radius);
+    void MatchPalette(std::span<const CRGBQuad> palette, int bitCount, bool dither, int undo);
 
     // Steps that loads and thumbnail loads share: image_load.cpp.
     bool FindFile(const KESTR_CHAR* path, uint32_t background);
