@@ -6,6 +6,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
 #include <kestr/types.h>
 
@@ -57,6 +58,10 @@ private:
     uint64_t m_position = 0;
     bool m_ok = true;
 };
+
+/// What a stream in text mode would give for the bytes of a file: on Windows pairs of CR and LF
+/// become LF, and a byte of 26 ends the text; elsewhere nothing changes.
+[[nodiscard]] std::vector<uint8_t> TextModeBytes(std::span<const uint8_t> bytes);
 
 /// fopen by wide name, then by narrow name.
 [[nodiscard]] std::FILE* OpenStream(const KESTR_CHAR* path, const char* mode);

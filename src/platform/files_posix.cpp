@@ -46,4 +46,8 @@ std::basic_string<KESTR_CHAR> MakeTemporaryFile(const char* extension) {
     return PathToWide(name.c_str());
 }
 
+std::vector<uint8_t> TextModeBytes(std::span<const uint8_t> bytes) {
+    return {bytes.begin(), bytes.end()};
+}
+
 }  // namespace kestr

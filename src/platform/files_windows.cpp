@@ -44,4 +44,13 @@ std::basic_string<wchar_t> MakeTemporaryFile(const char* extension) {
     return {};
 }
 
+std::vector<uint8_t> TextModeBytes(std::span<const uint8_t> bytes) {
+    std::vector<uint8_t> text;
+    for (size_t i = 0; i < bytes.size() && bytes[i] != 26; ++i) {
+        if (bytes[i] == '\r' && i + 1 < bytes.size() && bytes[i + 1] == '\n') continue;
+        text.push_back(bytes[i]);
+    }
+    return text;
+}
+
 }  // namespace kestr
