@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "command.h"
+#include "filter_operations.h"
 #include "geometry_operations.h"
 #include "operations.h"
 #include "progress.h"
@@ -19,6 +20,7 @@ constexpr COption kOwnOptions[] = {
     {"--page", "N", "load page N of a file that has several, from 0"},
     {"--quality", "N", "JPEG quality from 0 to 100, 75 if not given"},
     {"--method", "N", "how --resize scales, 0 to 7: 0 nearest pixel, 3 triangle, 6 Lanczos"},
+    {"--dither", "", "diffuse the errors of colour reductions"},
     {"--upright", "", "turn the picture upright as its EXIF orientation says"},
 };
 
@@ -49,6 +51,7 @@ ExitCode ApplyOperations(const CSession& session, const CCommandLine& line) {
         Complain("--method takes a number from 0 to 7");
         return kUsage;
     }
+    SetDither(line.Has("--dither"));
     for (const CGivenOption& given : line.options) {
         const COperation* const operation = FindOperation(*given.option);
         if (!operation) continue;

@@ -7,6 +7,7 @@
 
 #include <kestr/kestr.h>
 
+#include "filter_operations.h"
 #include "geometry_operations.h"
 #include "profile_operations.h"
 
@@ -153,8 +154,9 @@ constexpr COperation kOwnOperations[] = {
 std::span<const COperation> Operations() {
     static const std::vector<COperation> operations = [] {
         std::vector<COperation> all(std::begin(kOwnOperations), std::end(kOwnOperations));
-        const std::span<const COperation> geometry = GeometryOperations();
-        all.insert(all.end(), geometry.begin(), geometry.end());
+        for (const auto& more : {GeometryOperations(), FilterOperations()}) {
+            all.insert(all.end(), more.begin(), more.end());
+        }
         return all;
     }();
     return operations;
