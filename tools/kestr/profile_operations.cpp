@@ -8,6 +8,8 @@
 
 #include <kestr/kestr.h>
 
+#include "session.h"
+
 namespace tool {
 namespace {
 
@@ -122,10 +124,9 @@ bool ConvertToProfile(HKESTRSESSION session, const std::string& file, std::strin
     std::ifstream in(std::filesystem::path(std::u8string(file.begin(), file.end())),
                      std::ios::binary);
     const Bytes profile{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    BSTR name = nullptr;
+    CText name;
     const bool opens =
-        cGetICCProfileName(profile.data(), static_cast<uint32_t>(profile.size()), &name) != 0;
-    SysFreeString(name);
+        cGetICCProfileName(profile.data(), static_cast<uint32_t>(profile.size()), name.Out()) != 0;
     if (!opens) {
         error = "failed: " + file + " is no colour profile";
         return false;

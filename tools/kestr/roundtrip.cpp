@@ -10,6 +10,7 @@
 #include "command.h"
 #include "progress.h"
 #include "session.h"
+#include "system.h"
 #include "text.h"
 
 namespace tool {
@@ -41,20 +42,6 @@ struct CMetadata {
     Bytes profile;
     CMakerNote note;
 };
-
-Bytes TakeBytes(SAFEARRAY* array) {
-    Bytes bytes;
-    void* data = nullptr;
-    if (array != nullptr && SafeArrayAccessData(array, &data) >= 0) {
-        int32_t last = -1;
-        SafeArrayGetUBound(array, 1, &last);
-        const auto* const first = static_cast<const uint8_t*>(data);
-        bytes.assign(first, first + last + 1);
-        SafeArrayUnaccessData(array);
-    }
-    if (array != nullptr) SafeArrayDestroy(array);
-    return bytes;
-}
 
 /// Walks the directories of a TIFF structure for tag 37500.
 class CNoteSearch {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <vector>
@@ -17,5 +18,7 @@ int Run(const std::vector<std::filesystem::path>& arguments);
 
 void FreeText(BSTR text);
 [[nodiscard]] size_t TextLength(BSTR text);  // units
+/// The bytes of an array that the library gave out, which is freed; none for null.
+[[nodiscard]] std::vector<uint8_t> TakeBytes(SAFEARRAY* array);
 
 }  // namespace tool
