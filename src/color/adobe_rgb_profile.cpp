@@ -25,8 +25,14 @@ static_assert(Fixed16(0.60974) == 0x9C18);
 
 class CProfileBuilder {
 public:
-    constexpr void U16(uint16_t value) { Put(value); }
-    constexpr void U32(uint32_t value) { Put(value); }
+    constexpr void U16(uint16_t value) {
+        StoreNumber<uint16_t, std::endian::big>(m_bytes.data() + m_position, value);
+        m_position += sizeof value;
+    }
+    constexpr void U32(uint32_t value) {
+        StoreNumber<uint32_t, std::endian::big>(m_bytes.data() + m_position, value);
+        m_position += sizeof value;
+    }
     constexpr void Text(std::string_view text) {
         for (const char c : text) m_bytes[m_position++] = static_cast<uint8_t>(c);
     }
@@ -67,12 +73,6 @@ public:
     [[nodiscard]] constexpr const auto& Bytes() const { return m_bytes; }
 
 private:
-    template <typename T>
-    constexpr void Put(T value) {
-        StoreNumber<T, std::endian::big>(m_bytes.data() + m_position, value);
-        m_position += sizeof(T);
-    }
-
     std::array<uint8_t, kProfileBytes> m_bytes{};
     size_t m_position = 0;
     size_t m_tagStart = 0;
