@@ -9,7 +9,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     using namespace kestr;
     const std::span<const uint8_t> profile(data, size);
     const auto builtIn = AdobeRGBProfile();
-    ICCProfileName(profile);
+    (void)ICCProfileName(profile);
     CImageBits image;
     image.NewImage(3, 2, 0x204060);
     if (!image.LoadICCProfile(profile)) return 0;
