@@ -202,6 +202,12 @@ void CPNGWriter::WriteHeader(const CSaveRequest& request) {
     SetResolution();
     SetTexts();
     png_set_compression_level(m_png, kCompressionLevel);
+    // Trying all filters on each row costs a third of the time and gains next to nothing at this
+    // level; indexes keep libpng's choice, which is none.
+    if (m_layout.colourType != PNG_COLOR_TYPE_PALETTE) {
+        png_set_filter(m_png, PNG_FILTER_TYPE_BASE,
+                       m_layout.bitDepth == 16 ? PNG_FILTER_SUB : PNG_FILTER_AVG);
+    }
     png_write_info(m_png, m_info);
 }
 
