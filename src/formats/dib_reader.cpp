@@ -10,6 +10,7 @@
 #include "base/format_text.h"
 #include "base/messages.h"
 #include "base/picture_size.h"
+#include "base/stated_size.h"
 #include "formats/dib_run_length.h"
 #include "platform/mapped_file.h"
 #include "readers/image_reader.h"
@@ -32,10 +33,8 @@ constexpr uint32_t kInfoHeader = 40;
 
 enum CCompression : uint32_t { kPlain = 0, kRLE8 = 1, kRLE4 = 2, kFieldMapped = 3 };
 
-/// A picture up to this many bytes is made whatever the file's length; a larger one must be backed
-/// by the file: one byte for each 16 of the picture, or for each 32,768 of a run-length one (a move
-/// of four bytes skips 255 x 255 pixels).
-constexpr uint64_t kAlwaysAllowed = uint64_t{64} << 20;
+// Bytes of a picture for one of the file, at the most: a run-length move of four bytes skips 255 x
+// 255 pixels.
 constexpr uint64_t kMostPerByte = 16;
 constexpr uint64_t kMostPerPackedByte = 32768;
 
@@ -207,12 +206,10 @@ bool CDIBReader::CheckCompression() {
 }
 
 bool CDIBReader::CheckSize() {
-    const auto rows = static_cast<uint32_t>(m_header.height);
-    const auto bytes = StoreBytes(m_header.SourceRow(), rows);
-    if (!bytes) return Fail(kTooShort);
     const uint64_t perByte = m_header.IsPacked() ? kMostPerPackedByte : kMostPerByte;
-    if (*bytes > kAlwaysAllowed && *bytes / perByte > m_file.Size()) return Fail(kTooShort);
-    return true;
+    const bool plausible = IsPlausibleSize(
+        m_header.SourceRow(), static_cast<uint32_t>(m_header.height), m_file.Size(), perByte);
+    return plausible ? true : Fail(kTooShort);
 }
 
 bool CDIBReader::Load(const KESTR_CHAR* path, int page) {

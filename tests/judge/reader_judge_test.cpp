@@ -23,10 +23,15 @@ struct CSeed {
 };
 
 constexpr CSeed kSeeds[] = {
-    {2, "dib/plain1.bmp"},  {2, "dib/plain4.bmp"},      {2, "dib/plain8_topdown.bmp"},
-    {2, "dib/plain16.bmp"}, {1, "dib/mapped16.bmp"},    {2, "dib/plain24.bmp"},
-    {2, "dib/plain32.bmp"}, {1, "dib/mapped32_v5.bmp"}, {0, "dib/packed8.bmp"},
-    {0, "dib/packed4.bmp"}, {2, "dib/os2.bmp"},
+    {2, "dib/plain1.bmp"},    {2, "dib/plain4.bmp"},       {2, "dib/plain8_topdown.bmp"},
+    {2, "dib/plain16.bmp"},   {1, "dib/mapped16.bmp"},     {2, "dib/plain24.bmp"},
+    {2, "dib/plain32.bmp"},   {1, "dib/mapped32_v5.bmp"},  {0, "dib/packed8.bmp"},
+    {0, "dib/packed4.bmp"},   {2, "dib/os2.bmp"},          {7, "pnm/p1.pbm"},
+    {9, "pnm/p2.pgm"},        {13, "pnm/p3.ppm"},          {7, "pnm/p4.pbm"},
+    {9, "pnm/p5_16.pgm"},     {13, "pnm/p6.ppm"},          {16, "tga/rgb24.tga"},
+    {16, "tga/rgb32.tga"},    {16, "tga/mapped.tga"},      {17, "tga/packed24.tga"},
+    {17, "tga/packed32.tga"}, {16, "tga/interleaved.tga"}, {8, "pcx/gray8.pcx"},
+    {8, "pcx/rgb24.pcx"},     {8, "pcx/ega4.pcx"},         {3, "pcx/two.dcx"},
 };
 
 constexpr size_t kMostCuts = 600;  // lengths and flipped bits that are tried of one file, evenly
