@@ -89,7 +89,7 @@ protected:
         const CHandle::CInfo info = handle.Info();
         if (!loaded) {
             EXPECT_EQ(info.width, 0u) << what << where;
-        } else {
+        } else if (info.width != 0) {  // rows of no pixels come too
             EXPECT_LE(cGetScanLinesSuccessfullyRead(handle), info.height) << what << where;
         }
         EXPECT_TRUE(std::filesystem::remove(m_file)) << "still open: " << what << where;
