@@ -8,17 +8,5 @@ extern "C" {
 // Closed camera libraries.
 KESTR_API void KESTR_CALL cUnloadDLLs(uint8_t) {}
 
-// Turning files.
-KESTR_API uint16_t KESTR_CALL cRotateImageFileEx(const char*, const char*, uint32_t, int32_t,
-                                                 int32_t, int32_t, BSTR* error) {
-    Clear(error);
-    return 0;
-}
-KESTR_API uint16_t KESTR_CALL cRotateImageFileExW(const KESTR_CHAR*, const KESTR_CHAR*, uint32_t,
-                                                  int32_t, int32_t, int32_t, BSTR* error) {
-    Clear(error);
-    return 0;
-}
-
 }  // extern "C"
 }  // namespace kestr

@@ -12,6 +12,14 @@ namespace kestr {
 namespace {
 
 constexpr char kOtherError[] = "JPEG decompression error %d";
+// A complete stream has at least a bit for each block of 64 samples, thus a byte for each 512
+// pixels; one cut short has any part of that. So each byte may claim twice the pixels that it could
+// hold, and small claims, up to the largest cameras', are free.
+constexpr uint64_t kFreePixels = uint64_t{1} << 27;
+constexpr uint64_t kPixelsPerByte = 1024;
+constexpr uint64_t kBlockVisits = uint64_t{1} << 28;  // of all scans together
+constexpr uint64_t kLeastScans = 64;
+constexpr uint64_t kMostScans = 1000;
 constexpr size_t kUnsearchedTail = 256;  // bytes at the end of a file where no stream begins
 
 void ExitByException(j_common_ptr) {
@@ -97,6 +105,20 @@ void CJPEGMemorySource::Skip(j_decompress_ptr info, long count) {
 }
 
 void CJPEGMemorySource::Terminate(j_decompress_ptr) {}
+
+bool IsBelievableJPEG(const jpeg_decompress_struct& info, size_t streamBytes) {
+    const uint64_t pixels = uint64_t{info.image_width} * info.image_height;
+    return pixels <= std::max(kFreePixels, streamBytes * kPixelsPerByte);
+}
+
+uint64_t JPEGScanLimit(const jpeg_decompress_struct& info) {
+    uint64_t blocks = 1;
+    for (int i = 0; i < info.num_components; ++i) {
+        const jpeg_component_info& component = info.comp_info[i];
+        blocks += uint64_t{component.width_in_blocks} * component.height_in_blocks;
+    }
+    return std::clamp(kBlockVisits / blocks, kLeastScans, kMostScans);
+}
 
 size_t FindJPEGStart(std::span<const uint8_t> file) {
     if (file.size() <= kUnsearchedTail) return 0;

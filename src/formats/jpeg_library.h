@@ -45,6 +45,14 @@ private:
     bool m_handedOut = false;
 };
 
+/// Whether a stream of so many bytes may hold the picture that its header states: beyond 128
+/// Mpixel, a byte must not have to stand for more than 1024 pixels.
+[[nodiscard]] bool IsBelievableJPEG(const jpeg_decompress_struct& info, size_t streamBytes);
+
+/// The most scans of a progressive stream that are decoded. A scan takes a dozen bytes and walks
+/// over the whole picture: encoders use up to some sixty, more are allowed for small pictures.
+[[nodiscard]] uint64_t JPEGScanLimit(const jpeg_decompress_struct& info);
+
 /// Where in a file the JPEG stream begins: the first place that looks like SOI and a marker right
 /// behind it, the last 256 bytes left out; 0 when there is none.
 size_t FindJPEGStart(std::span<const uint8_t> file);

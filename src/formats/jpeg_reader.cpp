@@ -22,32 +22,6 @@ constexpr size_t kShortestFile = 100;  // bytes
 constexpr int kStopped = 1001;         // thrown when the caller wants an end; the words are set
 constexpr double kCentimetersPerInch = 2.54;
 
-// What a stream may ask for. A complete stream has at least a bit for each block of 64 samples,
-// thus a byte for each 512 pixels; a stream cut short has any part of that. So each byte may claim
-// twice the pixels that it could hold, and small claims, up to the largest cameras', are free.
-constexpr uint64_t kFreePixels = uint64_t{1} << 27;
-constexpr uint64_t kPixelsPerByte = 1024;
-
-// A scan of a progressive stream takes a dozen bytes and walks over the whole picture. Encoders use
-// up to some sixty scans; more are allowed as long as the walks stay within kBlockVisits.
-constexpr uint64_t kBlockVisits = uint64_t{1} << 28;
-constexpr uint64_t kLeastScans = 64;
-constexpr uint64_t kMostScans = 1000;
-
-bool IsBelievable(const jpeg_decompress_struct& info, size_t streamBytes) {
-    const uint64_t pixels = uint64_t{info.image_width} * info.image_height;
-    return pixels <= std::max(kFreePixels, streamBytes * kPixelsPerByte);
-}
-
-uint64_t ScanLimit(const jpeg_decompress_struct& info) {
-    uint64_t blocks = 1;
-    for (int i = 0; i < info.num_components; ++i) {
-        const jpeg_component_info& component = info.comp_info[i];
-        blocks += uint64_t{component.width_in_blocks} * component.height_in_blocks;
-    }
-    return std::clamp(kBlockVisits / blocks, kLeastScans, kMostScans);
-}
-
 char Digit(int value) {
     return static_cast<char>('0' + value);
 }
@@ -160,10 +134,10 @@ void CJPEGReader::Start() {
     mcuWidth = static_cast<uint16_t>(info.comp_info[0].h_samp_factor * DCTSIZE);
     mcuHeight = static_cast<uint16_t>(info.comp_info[0].v_samp_factor * DCTSIZE);
     if (wantsPixels) {
-        if (!IsBelievable(info, stream.size())) {
+        if (!IsBelievableJPEG(info, stream.size())) {
             RaiseJPEGError(decompressor->Common(), JERR_WIDTH_OVERFLOW);
         }
-        decompressor->scanLimit = ScanLimit(info);
+        decompressor->scanLimit = JPEGScanLimit(info);
         decompressor->progress.progress_monitor = &CDecompressor::WatchScans;
         info.progress = &decompressor->progress;
         if (!jpeg_start_decompress(&info)) {

@@ -1,5 +1,6 @@
 #include "platform/files.h"
 
+#include <tuple>
 #include <vector>
 
 namespace kestr {
@@ -26,6 +27,25 @@ bool DuplicateFile(const KESTR_CHAR* from, const KESTR_CHAR* to) {
     ok = std::ferror(source) == 0 && ok;
     std::fclose(source);
     return destination.Close() && ok;
+}
+
+bool OverwriteFile(const KESTR_CHAR* path, std::span<const uint8_t> bytes) {
+    std::FILE* file = OpenStream(path, "rb+");
+    if (file == nullptr) return false;
+    std::fseek(file, 0, SEEK_END);
+    const long end = std::ftell(file);
+    const uint64_t oldSize = end < 0 ? 0 : static_cast<uint64_t>(end);
+    bool ok = end >= 0;
+    if (ok && bytes.size() > oldSize) {  // zeros that are written, not a hole that is only told of
+        const std::vector<uint8_t> zeros(bytes.size() - static_cast<size_t>(oldSize));
+        ok = std::fwrite(zeros.data(), 1, zeros.size(), file) == zeros.size() &&
+             std::fflush(file) == 0;
+        if (!ok) std::ignore = ResizeStream(file, oldSize);
+    }
+    ok = ok && SeekStream(file, 0) &&
+         std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() &&
+         std::fflush(file) == 0 && ResizeStream(file, bytes.size());
+    return std::fclose(file) == 0 && ok;
 }
 
 bool COutputFile::Start(const KESTR_CHAR* path, const char* mode) {

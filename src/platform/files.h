@@ -19,6 +19,9 @@ bool RemoveFile(const KESTR_CHAR* path);
 [[nodiscard]] bool RenameFile(const KESTR_CHAR* from, const KESTR_CHAR* to, bool replace);
 /// Writes a copy of `from` over `to`.
 [[nodiscard]] bool DuplicateFile(const KESTR_CHAR* from, const KESTR_CHAR* to);
+/// Writes these bytes in the place of what a file holds, which keeps its attributes and links. Room
+/// is taken first, so that a full disk leaves the file as it was.
+[[nodiscard]] bool OverwriteFile(const KESTR_CHAR* path, std::span<const uint8_t> bytes);
 /// A name for a new file that does not exist yet, in the system's folder for such files. The file
 /// is made, empty, so that nobody else takes the name; an empty result means that it could not be.
 [[nodiscard]] std::basic_string<KESTR_CHAR> MakeTemporaryFile(const char* extension);
@@ -67,5 +70,8 @@ private:
 [[nodiscard]] std::FILE* OpenStream(const KESTR_CHAR* path, const char* mode);
 /// fseek with a 64-bit offset from the start.
 [[nodiscard]] bool SeekStream(std::FILE* stream, uint64_t offset);
+/// Cuts a file to so many bytes, or fills it up with zeros. What was written must have been
+/// flushed.
+[[nodiscard]] bool ResizeStream(std::FILE* stream, uint64_t size);
 
 }  // namespace kestr

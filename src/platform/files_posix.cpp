@@ -23,6 +23,10 @@ bool SeekStream(std::FILE* stream, uint64_t offset) {
     return fseeko(stream, static_cast<off_t>(offset), SEEK_SET) == 0;
 }
 
+bool ResizeStream(std::FILE* stream, uint64_t size) {
+    return ftruncate(fileno(stream), static_cast<off_t>(size)) == 0;
+}
+
 bool RemoveFile(const KESTR_CHAR* path) {
     return unlink(WideToPath(path).c_str()) == 0;
 }

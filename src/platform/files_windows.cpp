@@ -1,6 +1,7 @@
 #include "platform/files.h"
 
 #include <windows.h>
+#include <io.h>
 
 #include "platform/code_page.h"
 
@@ -14,6 +15,10 @@ std::FILE* OpenStream(const wchar_t* path, const char* mode) {
 
 bool SeekStream(std::FILE* stream, uint64_t offset) {
     return _fseeki64(stream, static_cast<int64_t>(offset), SEEK_SET) == 0;
+}
+
+bool ResizeStream(std::FILE* stream, uint64_t size) {
+    return _chsize_s(_fileno(stream), static_cast<int64_t>(size)) == 0;
 }
 
 bool RemoveFile(const wchar_t* path) {
