@@ -103,6 +103,12 @@ CCallResult Call(Result(KESTR_CALL* function)(Arguments...), HKESTRSESSION sessi
     return outcome;
 }
 
+/// Calls that take a file and no handle have an output for the words of a failure.
+bool TellsWhyItFailed(std::string_view name) {
+    return name.starts_with("cGetImageFile") || name.starts_with("cGetImageICCProfile_") ||
+           name.starts_with("cRotateImageFile");
+}
+
 // Makes something of its own, whoever asks.
 const std::set<std::string> kMakers = {"cNewSession", "cNewIPTC"};
 
@@ -125,8 +131,8 @@ TEST(NullTest, WithoutAHandleTextsAndObjectsBecomeNullAndNumbersStay) {
     if (!kMakers.contains(#name)) {                                                         \
         const CCallResult result = Call(&name, nullptr, true, fileQueries.contains(#name)); \
         EXPECT_TRUE(result.isZero) << #name;                                                \
-        /* A failed query tells why in its last output, the text of the error. */           \
-        if (!fileQueries.contains(#name)) {                                                 \
+        /* A failed call to a file tells why in its last output, the text of the error. */  \
+        if (!TellsWhyItFailed(#name)) {                                                     \
             EXPECT_EQ(result.wrongOutputs, "") << #name;                                    \
         }                                                                                   \
     }
@@ -165,18 +171,17 @@ const std::set<std::string> kNeedNoImage = {"cSwapImage", "cGetTransparentColorI
                                             "cSetTransparentColorIndex"};
 
 TEST(NullTest, EveryCallWithoutAnImageDoesNothing) {
-#define KESTR_EXPORT(name)                                                          \
-    if (!kMakers.contains(#name) && std::string(#name) != "cDestroySession") {      \
-        const HKESTRSESSION session = cNewSession();                                \
-        const CCallResult result = Call(&name, session, true, false);               \
-        if (!kNeedNoImage.contains(#name)) {                                        \
-            EXPECT_TRUE(result.isZero) << #name;                                    \
-        }                                                                           \
-        if (std::string(#name).find("cGetImageFile") == std::string::npos &&        \
-            std::string(#name).find("cGetImageICCProfile_") == std::string::npos) { \
-            EXPECT_EQ(result.wrongOutputs, "") << #name;                            \
-        }                                                                           \
-        cDestroySession(session);                                                   \
+#define KESTR_EXPORT(name)                                                     \
+    if (!kMakers.contains(#name) && std::string(#name) != "cDestroySession") { \
+        const HKESTRSESSION session = cNewSession();                           \
+        const CCallResult result = Call(&name, session, true, false);          \
+        if (!kNeedNoImage.contains(#name)) {                                   \
+            EXPECT_TRUE(result.isZero) << #name;                               \
+        }                                                                      \
+        if (!TellsWhyItFailed(#name)) {                                        \
+            EXPECT_EQ(result.wrongOutputs, "") << #name;                       \
+        }                                                                      \
+        cDestroySession(session);                                              \
     }
 #include "exports.inc"
 #undef KESTR_EXPORT
