@@ -17,7 +17,7 @@ int32_t ClipHeld(int32_t held) {
 ColorMapper::ColorMapper(std::span<const CRGBQuad> palette, size_t width, bool dither)
     : m_width(width),
       m_dither(dither),
-      m_count(std::min(palette.size(), m_palette.size())),
+      m_count(std::min<size_t>(palette.size(), 256)),
       m_cache(kCacheCells, kUnknown),
       m_current(3 * (width + 2)),
       m_next(3 * (width + 2)) {
