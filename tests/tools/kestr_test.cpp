@@ -122,5 +122,30 @@ TEST_F(ProgramTest, ConvertTellsRefusedFromDamaged) {
     EXPECT_EQ(run.exitCode, 1);
 }
 
+TEST_F(ProgramTest, TurnsCommentsAndPages) {
+    WriteFile(m_folder / "a.bmp", m_bitmap.File());
+    EXPECT_EQ(
+        Run("convert --resize 40x20! --quality 90" + Quoted("a.bmp") + Quoted("a.jpg")).exitCode,
+        0);
+    const CRun turned = Run("rotate --cw" + Quoted("a.jpg"));
+    EXPECT_EQ(turned.exitCode, 0) << turned.err;
+    EXPECT_THAT(turned.out, HasSubstr("without loss, 4 pixels of its lower edge left in place"));
+    EXPECT_THAT(Run("info" + Quoted("a.jpg")).out, HasSubstr("20 x 40 pixels"));
+    EXPECT_EQ(Run("comment" + Quoted("a.jpg") + " \"of two words\"").exitCode, 0);
+    EXPECT_THAT(Run("info" + Quoted("a.jpg")).out, HasSubstr("of two words"));
+    EXPECT_EQ(Run("rotate" + Quoted("a.jpg")).exitCode, 2);
+    EXPECT_EQ(Run("rotate --cw --ccw" + Quoted("a.jpg")).exitCode, 2);
+    EXPECT_EQ(Run("comment" + Quoted("a.bmp") + " text").exitCode, 1);
+
+    for (int page = 0; page < 2; ++page) {
+        EXPECT_EQ(Run("convert --append" + Quoted("a.bmp") + Quoted("two.tif")).exitCode, 0);
+    }
+    EXPECT_THAT(Run("info" + Quoted("two.tif")).out, HasSubstr("Pages: 2"));
+    EXPECT_EQ(Run("rotate --cw" + Quoted("two.tif")).exitCode, 1);
+    EXPECT_EQ(Run("convert --colors 4" + Quoted("a.bmp") + Quoted("a.gif")).exitCode, 0);
+    EXPECT_EQ(Run("frames -o" + Quoted("frames") + Quoted("a.gif")).exitCode, 0);
+    EXPECT_TRUE(std::filesystem::exists(m_folder / "frames" / "a-0000.png"));
+}
+
 }  // namespace
 }  // namespace kestr::test

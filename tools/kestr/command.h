@@ -30,5 +30,8 @@ extern const CCommand kHistogramCommand;
 extern const CCommand kThumbCommand;
 extern const CCommand kSheetCommand;
 extern const CCommand kRoundtripCommand;
+extern const CCommand kRotateCommand;
+extern const CCommand kCommentCommand;
+extern const CCommand kFramesCommand;
 
 }  // namespace tool

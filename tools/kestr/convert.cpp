@@ -17,6 +17,7 @@ namespace {
 constexpr COption kOwnOptions[] = {
     {"--type", "N", "save as type id N, not as the extension says"},
     {"--option", "N", "the number that a few formats take along with their id"},
+    {"--append", "", "add the picture to the pages of a TIFF or DCX file that is there"},
     {"--page", "N", "load page N of a file that has several, from 0"},
     {"--quality", "N", "JPEG quality from 0 to 100, 75 if not given"},
     {"--method", "N", "how --resize scales, 0 to 7: 0 nearest pixel, 3 triangle, 6 Lanczos"},
@@ -71,7 +72,7 @@ ExitCode RunConvert(const CCommandLine& line) {
     const std::filesystem::path& input = line.files[0];
     const std::filesystem::path& output = line.files[1];
     const auto type = Number(line, "--type", 76, SaveTypeOf(output).value_or(-1));
-    const auto option = Number(line, "--option", 0x7FFFFFFF, 0);
+    const auto option = Number(line, "--option", 0x7FFFFFFF, line.Has("--append") ? 1 : 0);
     const auto page = Number(line, "--page", 32767, 0);
     const auto quality = Number(line, "--quality", 100, 75);
     if (!type || !option || !page || !quality) return kUsage;

@@ -11,8 +11,10 @@
 namespace tool {
 namespace {
 
-constexpr const CCommand* kCommands[] = {&kInfoCommand,      &kConvertCommand, &kRoundtripCommand,
-                                         &kHistogramCommand, &kThumbCommand,   &kSheetCommand};
+constexpr const CCommand* kCommands[] = {
+    &kInfoCommand,      &kConvertCommand,   &kRotateCommand, &kCommentCommand, &kFramesCommand,
+    &kRoundtripCommand, &kHistogramCommand, &kThumbCommand,  &kSheetCommand,
+};
 
 void Print(const std::string& text) {
     std::fputs(text.c_str(), stdout);

@@ -43,6 +43,23 @@ template <typename... Outputs>
 int32_t Query(const KESTR_CHAR* path, Outputs... outputs) {
     return cGetImageFileInfoExW(path, outputs...);
 }
+[[maybe_unused]] uint16_t Rotate(const char* from, const char* to, const CTurnOptions& o,
+                                 BSTR* error) {
+    return cRotateImageFileEx(from, to, o.op, o.trim, o.applyOrientation, o.resetOrientation,
+                              error);
+}
+[[maybe_unused]] uint16_t Rotate(const KESTR_CHAR* from, const KESTR_CHAR* to,
+                                 const CTurnOptions& o, BSTR* error) {
+    return cRotateImageFileExW(from, to, o.op, o.trim, o.applyOrientation, o.resetOrientation,
+                               error);
+}
+[[maybe_unused]] int32_t MergeComment(const char* text, const char* from, const char* to) {
+    return cMergeComment(text, from, to);
+}
+[[maybe_unused]] int32_t MergeComment(const KESTR_CHAR* text, const KESTR_CHAR* from,
+                                      const KESTR_CHAR* to) {
+    return cMergeCommentW(text, from, to);
+}
 
 // The library's words for a failed query are 'Failed to load "name": words', and many of its words
 // are a single full stop.
@@ -118,7 +135,7 @@ std::optional<CFileInfo> QueryFile(const std::filesystem::path& path, uint32_t p
     const int32_t found =
         Query(path.c_str(), page, 0, &info.typeId, &info.width, &info.height, &info.bits,
               &info.pages, description.Out(), comment.Out(), cameraInfo.Out(), cameraDate.Out(),
-              nullptr, nullptr, nullptr, nullptr, failure.Out());
+              nullptr, nullptr, &info.mcuWidth, &info.mcuHeight, failure.Out());
     if (!found) {
         error = WhyUnreadable(path, failure.Utf8());
         return std::nullopt;
@@ -128,6 +145,19 @@ std::optional<CFileInfo> QueryFile(const std::filesystem::path& path, uint32_t p
     info.cameraInfo = cameraInfo.Utf8();
     info.cameraDate = cameraDate.Utf8();
     return info;
+}
+
+bool RotateFile(const std::filesystem::path& from, const std::filesystem::path& to,
+                const CTurnOptions& options, std::string& error) {
+    CText failure;
+    if (Rotate(from.c_str(), to.c_str(), options, failure.Out()) != 0) return true;
+    error = failure.Utf8();
+    if (error.empty()) error = "files of this type are not turned";
+    return false;
+}
+
+bool WriteComment(const std::filesystem::path& path, const std::filesystem::path& text) {
+    return MergeComment(text.c_str(), path.c_str(), path.c_str()) != 0;
 }
 
 }  // namespace tool

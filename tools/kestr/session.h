@@ -44,6 +44,8 @@ struct CFileInfo {
     uint32_t height = 0;
     uint8_t bits = 0;
     uint32_t pages = 0;
+    uint16_t mcuWidth = 1;  // pixels that a turn without loss moves as a whole
+    uint16_t mcuHeight = 1;
     std::string description;  // lines, the first begins "Format: "
     std::string comment;
     std::string cameraInfo;
@@ -87,5 +89,19 @@ struct CBox {
 /// Asks a file; none, with `error` in plain words, when it is no picture.
 std::optional<CFileInfo> QueryFile(const std::filesystem::path& path, uint32_t page,
                                    std::string& error);
+
+/// How `kestr rotate` turns a file.
+struct CTurnOptions {
+    uint32_t op = 0;  // as cRotateImageFileEx numbers them
+    bool trim = false;
+    bool applyOrientation = false;
+    bool resetOrientation = false;
+};
+/// False, with `error` in plain words, when the file could not be turned.
+bool RotateFile(const std::filesystem::path& from, const std::filesystem::path& to,
+                const CTurnOptions& options, std::string& error);
+
+/// Puts a comment into a JPEG file in the place of those that it has.
+bool WriteComment(const std::filesystem::path& path, const std::filesystem::path& text);
 
 }  // namespace tool
