@@ -348,6 +348,21 @@ TEST(ToneTest, HSVAdjust) {
                 op, [=](const CRGB& c) { return AdjustedHSV16(c, h, s, v); }, *Noise16(3, seed));
         }
     }
+    // A picture large enough for each colour to be remembered.
+    test::CNoise noise(99);
+    const auto large = Picture24(640, 480, [&](int, int) {
+        return std::array<uint8_t, 3>{noise.Byte(), noise.Byte(), noise.Byte()};
+    });
+    const auto before = large->Copy(false);
+    large->OpHSVAdjust(-20, 35, 10, 0);
+    for (int y = 0; y < 480; ++y) {
+        for (int x = 0; x < 640; ++x) {
+            const auto was = ColourOf(*before, x, y);
+            const CRGB c = AdjustedHSV({was[2], was[1], was[0]}, -20, 35, 10);
+            ASSERT_EQ(ColourOf(*large, x, y),
+                      (std::array<uint8_t, 3>{uint8_t(c.blue), uint8_t(c.green), uint8_t(c.red)}));
+        }
+    }
     // A gray image with a 16-bit store is left alone, without a snapshot.
     const auto gray = Noise16(1, 1);
     CheckColours([](CImageBits& image) { image.OpHSVAdjust(10, 10, 10, 1); },
