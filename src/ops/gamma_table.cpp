@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "base/real_power.h"
 #include "ops/guard.h"
 #include "ops/sample_map.h"
 #include "ops/truncate.h"
@@ -13,7 +14,7 @@ CByteMap MakeGammaBytes(double exponent) {
     CByteMap map{};
     for (size_t i = 0; i < map.size(); ++i) {
         const double level = static_cast<double>(i) / 255;
-        map[i] = TruncateToSample<uint8_t>(std::pow(level, exponent) * 255 + 0.5);
+        map[i] = TruncateToSample<uint8_t>(ScaledPower(level, exponent, 255));
     }
     return map;
 }
@@ -24,7 +25,7 @@ CWordMap MakeGammaWords(double exponent) {
     for (size_t i = 0; i < map.entries.size(); ++i) {
         const double level = static_cast<double>(i) / 16383;
         map.entries[i] = static_cast<uint16_t>(
-            4 * TruncateToSample<uint16_t>(std::pow(level, exponent) * 16383 + 0.5));
+            4 * TruncateToSample<uint16_t>(ScaledPower(level, exponent, 16383)));
     }
     return map;
 }

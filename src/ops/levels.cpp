@@ -1,9 +1,9 @@
 #include "ops/levels.h"
 
-#include <cmath>
 #include <limits>
 
 #include "base/messages.h"
+#include "base/real_power.h"
 #include "ops/guard.h"
 #include "ops/sample_map.h"
 #include "ops/truncate.h"
@@ -21,7 +21,7 @@ void FillTable(Table& table, const CLevelBytes& levels, double levelsGamma) {
     const int high = levels.high << kShift;
     const double range = high - low;
     const double gamma =
-        levelsGamma != 0 ? levelsGamma : std::log((mid - low) / range) / std::log(0.5);
+        levelsGamma != 0 ? levelsGamma : RoundedLog((mid - low) / range) / RoundedLog(0.5);
     for (int i = 0; i <= kLimit; ++i) {
         Sample& entry = table[static_cast<size_t>(i)];
         if (i < low) {
@@ -31,8 +31,8 @@ void FillTable(Table& table, const CLevelBytes& levels, double levelsGamma) {
         } else {
             const double share = (i - low) / range;
             // A gamma of 1 is common and its power is the share itself.
-            const double power = gamma == 1 ? share : std::pow(share, 1 / gamma);
-            entry = TruncateToSample<Sample>(power * kLimit + 0.5);
+            entry = TruncateToSample<Sample>(gamma == 1 ? share * kLimit + 0.5
+                                                        : ScaledPower(share, 1 / gamma, kLimit));
         }
     }
 }
