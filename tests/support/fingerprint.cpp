@@ -31,6 +31,10 @@ CFingerprints::CFingerprints(std::initializer_list<CFingerprintCase> cases) {
     Cases().insert(Cases().end(), cases.begin(), cases.end());
 }
 
+CFingerprints::CFingerprints(const std::vector<CFingerprintCase>& cases) {
+    Cases().insert(Cases().end(), cases.begin(), cases.end());
+}
+
 const std::vector<CFingerprintCase>& CFingerprints::All() {
     return Cases();
 }

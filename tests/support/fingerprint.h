@@ -21,6 +21,7 @@ struct CFingerprintCase {
 class CFingerprints {
 public:
     CFingerprints(std::initializer_list<CFingerprintCase> cases);
+    explicit CFingerprints(const std::vector<CFingerprintCase>& cases);
     static const std::vector<CFingerprintCase>& All();
 };
 

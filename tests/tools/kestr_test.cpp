@@ -1,4 +1,5 @@
 // The program as a user runs it: exit codes, what goes to stdout and what to stderr.
+#include <algorithm>
 #include <cstdlib>
 #include <string>
 
@@ -145,6 +146,53 @@ TEST_F(ProgramTest, TurnsCommentsAndPages) {
     EXPECT_EQ(Run("convert --colors 4" + Quoted("a.bmp") + Quoted("a.gif")).exitCode, 0);
     EXPECT_EQ(Run("frames -o" + Quoted("frames") + Quoted("a.gif")).exitCode, 0);
     EXPECT_TRUE(std::filesystem::exists(m_folder / "frames" / "a-0000.png"));
+}
+
+TEST_F(ProgramTest, ConvertRunsItsOperationsInTheOrderGiven) {
+    WriteFile(m_folder / "a.bmp", m_bitmap.File());  // 4 x 2 pixels of 9
+    const auto pixelsAfter = [&](const std::string& options) {
+        EXPECT_EQ(Run("convert " + options + Quoted("a.bmp") + Quoted("b.bmp")).exitCode, 0);
+        const auto saved = ReadFile(m_folder / "b.bmp");
+        return std::vector<uint8_t>(saved.end() - 24, saved.end());
+    };
+    EXPECT_EQ(pixelsAfter("--negative"), std::vector<uint8_t>(24, 246));
+    // 9 + 9 complemented, and 246 doubled beyond the range.
+    EXPECT_EQ(pixelsAfter("--brightness 100 --negative"), std::vector<uint8_t>(24, 237));
+    EXPECT_EQ(pixelsAfter("--negative --brightness 100"), std::vector<uint8_t>(24, 255));
+    EXPECT_EQ(pixelsAfter("--rgb 100,0,-100"),
+              (std::vector<uint8_t>{0, 9, 18, 0, 9, 18, 0, 9, 18, 0, 9, 18,
+                                    0, 9, 18, 0, 9, 18, 0, 9, 18, 0, 9, 18}));
+    EXPECT_EQ(pixelsAfter("--levels 0,5,9"), std::vector<uint8_t>(24, 255));
+    // The rectangle is the right half of the upper row; rows lie bottom-up.
+    std::vector<uint8_t> selected(24, 9);
+    std::fill(selected.begin() + 18, selected.end(), 246);
+    EXPECT_EQ(pixelsAfter("--select 2,0,3,0 --negative"), selected);
+    for (uint8_t& sample : selected) sample = static_cast<uint8_t>(~sample);
+    EXPECT_EQ(pixelsAfter("--select 2,0,3,0 --invert-selection --negative"), selected);
+}
+
+TEST_F(ProgramTest, OperationsWithoutSenseAreTwo) {
+    WriteFile(m_folder / "a.bmp", m_bitmap.File());
+    for (const char* options : {"--brightness", "--brightness=x", "--hsv 1,2", "--rgb 1,2,3,4",
+                                "--gamma 0", "--gamma nan", "--levels 1,2", "--select 1,2,3",
+                                "--select 0,0,1,1,99999", "--auto-level 2", "--red-eye 101,0,0"}) {
+        SCOPED_TRACE(options);
+        const CRun run = Run(std::string("convert ") + options + Quoted("a.bmp") + Quoted("b.bmp"));
+        EXPECT_EQ(run.exitCode, 2);
+        EXPECT_THAT(run.err, testing::StartsWith("kestr: "));
+    }
+    EXPECT_FALSE(std::filesystem::exists(m_folder / "b.bmp"));
+}
+
+TEST_F(ProgramTest, HistogramPrintsNumbersOrDrawsCurves) {
+    WriteFile(m_folder / "a.bmp", m_bitmap.File());
+    const CRun run = Run("histogram" + Quoted("a.bmp"));
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.out, testing::ContainsRegex("9[ \t]+8[ \t]+8[ \t]+8[ \t]+8\n"));
+    EXPECT_EQ(Run("histogram" + Quoted("a.bmp") + " -o" + Quoted("c.svg")).exitCode, 0);
+    EXPECT_THAT(Text((m_folder / "c.svg").string()), HasSubstr("<svg"));
+    EXPECT_EQ(Run("histogram" + Quoted("a.bmp") + " -o" + Quoted("c.png")).exitCode, 0);
+    EXPECT_THAT(Text((m_folder / "c.png").string()), testing::StartsWith("\x89PNG"));
 }
 
 }  // namespace
