@@ -197,11 +197,7 @@ TEST_F(IccApply, ProfilesOfTheImage) {
     EXPECT_EQ(cImageHasICCProfile(m_handle), 1);
     ASSERT_EQ(cGetImageICCProfile(m_handle, &bytes), 1);
     ASSERT_NE(bytes, nullptr);
-    void* data = nullptr;
-    SafeArrayAccessData(bytes, &data);
-    EXPECT_EQ(Bytes(static_cast<uint8_t*>(data), static_cast<uint8_t*>(data) + size), profile);
-    SafeArrayUnaccessData(bytes);
-    SafeArrayDestroy(bytes);
+    EXPECT_EQ(test::TakeBytes(bytes), profile);
     EXPECT_EQ(cLoadICCProfile(m_handle, nullptr, 0), 1);
     EXPECT_EQ(cImageHasICCProfile(m_handle), 0);
 

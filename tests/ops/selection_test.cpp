@@ -55,11 +55,7 @@ TEST(TransparencyTest, KindsReplaceEachOther) {
     cGetTransparentColorIndex(handle, &index);
     EXPECT_EQ(index, 0xFFFF);
     ASSERT_EQ(cGetAlphaMask(handle, &array), 1);
-    void* data = nullptr;
-    ASSERT_EQ(SafeArrayAccessData(array, &data), 0);
-    EXPECT_EQ(std::memcmp(data, plane.data(), plane.size()), 0);
-    SafeArrayUnaccessData(array);
-    SafeArrayDestroy(array);
+    EXPECT_EQ(test::TakeBytes(array), plane);
     cSetTransparentColorInfo(handle, 1, 1);
     EXPECT_EQ(cGetAlphaMask(handle, &array), 0);
     EXPECT_EQ(cUndefineTransparentColor(handle), 1);
@@ -299,11 +295,7 @@ TEST(HistogramTest, ThroughTheInterface) {
     SAFEARRAY* combined = nullptr;
     cGetImageHistogramA(handle, &combined, nullptr, nullptr, nullptr, 0);
     ASSERT_NE(combined, nullptr);
-    void* data = nullptr;
-    SafeArrayAccessData(combined, &data);
-    EXPECT_EQ(static_cast<const int32_t*>(data)[0x10], 20);
-    SafeArrayUnaccessData(combined);
-    SafeArrayDestroy(combined);
+    EXPECT_EQ(test::TakeNumbers(combined).at(0x10), 20);
 }
 
 TEST(SelectionTest, ThroughTheInterface) {

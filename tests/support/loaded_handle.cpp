@@ -1,5 +1,7 @@
 #include "support/loaded_handle.h"
 
+#include <gtest/gtest.h>
+
 #include "api/handles.h"
 #include "platform/automation.h"
 #include "support/test_data.h"
@@ -21,6 +23,31 @@ std::string TakeText(BSTR text) {
     for (size_t i = 0; i < units; ++i) bytes += static_cast<char>(text[i]);
     automation::FreeText(text);
     return bytes;
+}
+
+namespace {
+
+template <typename Value>
+std::vector<Value> TakeElements(SAFEARRAY* array, automation::Element element) {
+    if (!array) return {};
+    size_t count = 0;
+    const auto* values = static_cast<const Value*>(automation::Lock(array, element, count));
+    EXPECT_NE(values, nullptr) << "an array of other elements";
+    if (!values) return {};
+    std::vector<Value> copy(values, values + count);
+    automation::Unlock(array);
+    automation::FreeArray(array);
+    return copy;
+}
+
+}  // namespace
+
+std::vector<uint8_t> TakeBytes(SAFEARRAY* array) {
+    return TakeElements<uint8_t>(array, automation::Element::kByte);
+}
+
+std::vector<int32_t> TakeNumbers(SAFEARRAY* array) {
+    return TakeElements<int32_t>(array, automation::Element::kNumber);
 }
 
 bool CHandle::Load(const std::filesystem::path& path, int16_t page) {

@@ -50,5 +50,8 @@ private:
 std::basic_string<KESTR_CHAR> WidePath(const std::filesystem::path& path);
 /// The text as bytes (each unit cut to 8 bits), then freed.
 std::string TakeText(BSTR text);
+/// The elements of an array of bytes or numbers (none for null), which is then freed.
+std::vector<uint8_t> TakeBytes(SAFEARRAY* array);
+std::vector<int32_t> TakeNumbers(SAFEARRAY* array);
 
 }  // namespace kestr::test
