@@ -100,7 +100,10 @@ public:
     CTemporaryPath& operator=(const CTemporaryPath&) = delete;
 
     [[nodiscard]] const KESTR_CHAR* Get() const { return m_path.c_str(); }
-    [[nodiscard]] CTemporaryPath Second() const { return CTemporaryPath(m_path + KESTR_CHAR{'.'}); }
+    /// Another one beside it. A dot alone would not do: Windows drops it from the end of a name.
+    [[nodiscard]] CTemporaryPath Second() const {
+        return CTemporaryPath(m_path + PathToWide(".2"));
+    }
 
 private:
     Path m_path;

@@ -541,7 +541,7 @@ TEST(PalettesTest, ReadsPaletteFiles) {
         {"cut", Riff(12, 2).substr(0, 21), {}},
         {"not a palette", "RIFF" + Word(4, 4) + "WAVEdata" + Word(8, 4) + Word(0, 8), {}},
         {"JASC", kJascHead + Block("2") + Block("1 2\t3 ") + Block(" 4 5 6\n"), two},
-        {"last block short", kJascHead + Block("2\r\n") + Block("1 2 3") + "4 5 6 9", two},
+        {"last block short", kJascHead + Block("2\n") + Block("1 2 3") + "4 5 6 9", two},
         {"JASC in lines", "JASC-PAL\n0100\n2\n1 2 3\n4 5 6\n", {}},
         {"too few blocks", kJascHead + Block("3") + Block("1 2 3") + Block("4 5 6"), {}},
         {"two numbers", kJascHead + Block("1") + Block("1 2"), {}},
