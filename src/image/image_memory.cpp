@@ -93,6 +93,11 @@ CMemoryHeader ParseHeader(std::span<const uint8_t> bytes) {
     return header;
 }
 
+std::string RefusalOf(const CMemoryHeader& header) {
+    return FormatText(kBadHeader, header.topDown ? 1 : 0, header.bits,
+                      static_cast<int>(header.compression));
+}
+
 void ReadPalette(const uint8_t* entries, uint32_t count, CBitmapInfo& info) {
     for (uint32_t i = 0; i < count; ++i) {
         info.Palette()[i] = {entries[4 * i], entries[4 * i + 1], entries[4 * i + 2], 0};
@@ -223,8 +228,7 @@ bool CImageBits::CopyDIB(const uint8_t* header, const uint8_t* pixels, bool alph
     const bool masksFollow = size == kPlainHeader && compression == kFieldMapped;
     const CMemoryHeader info = ParseHeader({header, masksFollow ? size + 12 : size});
     if (!info.Supported()) {
-        errorText = FormatText(kBadHeader, info.topDown ? 1 : 0, info.bits,
-                               static_cast<int>(info.compression));
+        errorText = RefusalOf(info);
         return false;
     }
     const int delivered = info.bits >= 16 ? 24 : info.bits;
@@ -304,7 +308,8 @@ bool CImageBits::LoadDIBArray(std::span<const uint8_t> block, bool alphaFlag) {
         }
         return LoadDIB(block.data(), block.data() + pixels, alphaFlag, 0);
     }
-    return LoadDIB(block.data(), block.data(), alphaFlag, 0);  // refuses it in its words
+    errorText = RefusalOf(info);
+    return false;
 }
 
 }  // namespace kestr
