@@ -71,6 +71,7 @@ private:
     bool DescribeCompression();
     bool TryScaledRead(const KESTR_CHAR* path, int page);
     void ReadProfile();
+    void ReadXmp();
     void InstallPalette();
     bool ReadAsRGBA();
     bool StartRows();
@@ -134,6 +135,7 @@ bool CTIFFReader::Open(const KESTR_CHAR* path, int page) {
     if (TryScaledRead(path, page)) return true;
     if (!m_tiff) return Fail(kNotTIFF);
     if ((m_loading || m_headerOnly) && m_photometric < 3) ReadProfile();
+    ReadXmp();
     return true;
 }
 
@@ -321,6 +323,14 @@ void CTIFFReader::ReadProfile() {
     const void* profile = nullptr;
     if (TIFFGetField(m_tiff.get(), TIFFTAG_ICCPROFILE, &size, &profile) && profile != nullptr) {
         SetICCProfile({static_cast<const uint8_t*>(profile), size});
+    }
+}
+
+void CTIFFReader::ReadXmp() {
+    uint32_t size = 0;
+    const uint8_t* packet = nullptr;
+    if (TIFFGetField(m_tiff.get(), TIFFTAG_XMLPACKET, &size, &packet) && packet != nullptr) {
+        m_xmpData.assign(packet, packet + size);
     }
 }
 

@@ -105,58 +105,69 @@ int MapNothing(thandle_t, void**, toff_t*) {
     return 0;
 }
 
-// ---- the IPTC block ----------------------------------------------------------------------------
+// ---- entries of a finished file ----------------------------------------------------------------
 
 constexpr uint16_t kTagIPTC = 33723;
 constexpr uint16_t kTypeByte = 1;
 constexpr uint16_t kTypeLong = 4;
+constexpr uint16_t kTypeDirectory = 13;  // TIFF Technical Note 1
 constexpr uint32_t kEntryBytes = 12;
 constexpr int kMostDirectories = 65536;  // an endless chain stops here
 
-struct CIPTCEntry {
+struct CFoundEntry {
     uint32_t entry = 0;  // bytes from the start of the file
     uint16_t type = 0;
     uint32_t count = 0;
     uint32_t offset = 0;
 };
 
-template <std::endian Order>
-struct CDirectory {
+struct CFoundDirectory {
     uint32_t next = 0;
-    std::optional<CIPTCEntry> iptc;
+    std::optional<CFoundEntry> entry;  // the one that was looked for
 };
 
 template <std::endian Order>
-std::optional<CDirectory<Order>> ReadDirectory(std::span<const uint8_t> file, uint32_t offset) {
+std::optional<CFoundDirectory> SearchDirectory(std::span<const uint8_t> file, uint32_t offset,
+                                               uint16_t wanted) {
     if (offset == 0) return std::nullopt;
     CByteCursor<Order> in(file, offset);
     const uint16_t entries = in.U16();
-    CDirectory<Order> directory;
+    CFoundDirectory directory;
     for (uint32_t i = 0; i < entries; ++i) {
         const uint32_t at = offset + 2 + i * kEntryBytes;
         const uint16_t tag = in.U16();
-        const CIPTCEntry entry{
+        const CFoundEntry entry{
             .entry = at, .type = in.U16(), .count = in.U32(), .offset = in.U32()};
         if (!in.Ok()) return std::nullopt;
-        if (tag == kTagIPTC) directory.iptc = entry;
+        if (tag == wanted) directory.entry = entry;
     }
     directory.next = in.U32();
     if (!in.Ok()) directory.next = 0;
     return directory;
 }
 
-// The IPTC entry of a page, or with -1 of the last one.
+// The entry of a page, or with -1 of the last one.
 template <std::endian Order>
-std::optional<CIPTCEntry> FindIPTC(std::span<const uint8_t> file, int page) {
+std::optional<CFoundEntry> FindEntry(std::span<const uint8_t> file, int page, uint16_t tag) {
     uint32_t offset = CByteCursor<Order>(file, 4).U32();
-    std::optional<CIPTCEntry> found;
+    std::optional<CFoundEntry> found;
     for (int i = 0; i < kMostDirectories && (page < 0 || i <= page); ++i) {
-        const auto directory = ReadDirectory<Order>(file, offset);
+        const auto directory = SearchDirectory<Order>(file, offset, tag);
         if (!directory) return page < 0 ? found : std::nullopt;
-        found = directory->iptc;
+        found = directory->entry;
         offset = directory->next;
     }
     return found;
+}
+
+// An entry of the last page that has the type gets another, of as many bytes in all.
+template <std::endian Order>
+void ChangeType(std::span<uint8_t> file, uint16_t tag, uint16_t type, uint16_t newType,
+                uint32_t countFactor) {
+    const auto entry = FindEntry<Order>(file, -1, tag);
+    if (!entry || entry->type != type) return;
+    StoreNumber<uint16_t, Order>(file.data() + entry->entry + 2, newType);
+    StoreNumber<uint32_t, Order>(file.data() + entry->entry + 4, entry->count * countFactor);
 }
 
 bool IsBigEndian(std::span<const uint8_t> file) {
@@ -220,24 +231,28 @@ toff_t CTIFFStream::Seek(toff_t offset, int whence) {
 }
 
 std::span<const uint8_t> FindRichTIFFIPTC(std::span<const uint8_t> file, int page) {
-    const auto entry = IsBigEndian(file) ? FindIPTC<std::endian::big>(file, page)
-                                         : FindIPTC<std::endian::little>(file, page);
+    const auto entry = IsBigEndian(file) ? FindEntry<std::endian::big>(file, page, kTagIPTC)
+                                         : FindEntry<std::endian::little>(file, page, kTagIPTC);
     if (!entry || file.size() < 10 || entry->offset >= file.size() - 10) return {};
     const uint64_t bytes = uint64_t{entry->count} * (entry->type == kTypeLong ? 4 : 1);
     return SubRange(file, entry->offset, bytes);
 }
 
 void FixRichTIFFIPTCType(std::span<uint8_t> file) {
-    const auto fix = [&]<std::endian Order>() {
-        const auto entry = FindIPTC<Order>(file, -1);
-        if (!entry || entry->type != kTypeLong) return;
-        StoreNumber<uint16_t, Order>(file.data() + entry->entry + 2, kTypeByte);
-        StoreNumber<uint32_t, Order>(file.data() + entry->entry + 4, entry->count * 4);
-    };
     if (IsBigEndian(file)) {
-        fix.operator()<std::endian::big>();
+        ChangeType<std::endian::big>(file, kTagIPTC, kTypeLong, kTypeByte, 4);
     } else {
-        fix.operator()<std::endian::little>();
+        ChangeType<std::endian::little>(file, kTagIPTC, kTypeLong, kTypeByte, 4);
+    }
+}
+
+void FixDirectoryPointerTypes(std::span<uint8_t> file) {
+    for (const uint16_t tag : {TIFFTAG_EXIFIFD, TIFFTAG_GPSIFD}) {
+        if (IsBigEndian(file)) {
+            ChangeType<std::endian::big>(file, tag, kTypeDirectory, kTypeLong, 1);
+        } else {
+            ChangeType<std::endian::little>(file, tag, kTypeDirectory, kTypeLong, 1);
+        }
     }
 }
 

@@ -52,4 +52,8 @@ private:
 /// bytes.
 void FixRichTIFFIPTCType(std::span<uint8_t> file);
 
+/// Turns the pointers to the EXIF and GPS directories of the last page, which libtiff gives a type
+/// that TIFF 6.0 does not have, into numbers of 32 bits.
+void FixDirectoryPointerTypes(std::span<uint8_t> file);
+
 }  // namespace kestr

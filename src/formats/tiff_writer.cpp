@@ -144,9 +144,12 @@ public:
         : m_image(image), m_tiff(tiff), m_plan(plan) {}
 
     void SetTags(const CSaveRequest& request);
+    /// The EXIF and GPS directories, which lie before the pixels.
+    bool WriteDirectories(CTIFFStream& stream);
     bool WriteRows();
 
 private:
+    bool WriteDirectory(CTIFFStream& stream, uint32_t tag, bool isGPS);
     void SetText(uint32_t tag, const WideString& text);
     void SetList(uint32_t tag, const CEXIF_Members::Rationals& list, size_t count);
     void SetExif();
@@ -182,7 +185,34 @@ void CTIFFWriter::SetTags(const CSaveRequest& request) {
                      m_image.iccProfile.data());
     }
     SetIPTC();
+    if (request.writeMetadata && !m_image.xmpData.empty()) {
+        TIFFSetField(m_tiff, TIFFTAG_XMLPACKET, static_cast<uint32_t>(m_image.xmpData.size()),
+                     m_image.xmpData.data());
+    }
     SetPixels();
+}
+
+bool CTIFFWriter::WriteDirectories(CTIFFStream& stream) {
+    return m_image.exif == nullptr || (WriteDirectory(stream, TIFFTAG_EXIFIFD, false) &&
+                                       WriteDirectory(stream, TIFFTAG_GPSIFD, true));
+}
+
+// libtiff puts what comes later behind it, wherever the file ends then.
+bool CTIFFWriter::WriteDirectory(CTIFFStream& stream, uint32_t tag, bool isGPS) {
+    const CEXIF_Members& exif = *m_image.exif;
+    const bool bigEndian = TIFFIsBigEndian(m_tiff) != 0;
+    const toff_t end = stream.Size();
+    const auto at = static_cast<uint32_t>(end + end % 2);
+    if (at < end) return false;  // beyond what the format can name
+    const std::vector<uint8_t> block =
+        isGPS ? exif.SerialiseGPSForTIFF(bigEndian, at) : exif.SerialiseForTIFF(bigEndian, at);
+    if (block.empty()) return true;
+    static constexpr uint8_t kPadding = 0;
+    stream.Seek(0, SEEK_END);
+    if (at != end && stream.Write(&kPadding, 1) != 1) return false;
+    const auto bytes = static_cast<tmsize_t>(block.size());
+    return stream.Write(block.data(), bytes) == bytes &&
+           TIFFSetField(m_tiff, tag, uint64_t{at}) != 0;
 }
 
 void CTIFFWriter::SetText(uint32_t tag, const WideString& text) {
@@ -388,7 +418,8 @@ bool SaveTIFF(CImageBits& image, const CSaveRequest& request) {
         if (tiff) {
             CTIFFWriter writer(image, tiff.get(), *plan);
             writer.SetTags(request);
-            written = writer.WriteRows() && TIFFWriteDirectory(tiff.get()) != 0;
+            written = (!request.writeMetadata || writer.WriteDirectories(client)) &&
+                      writer.WriteRows() && TIFFWriteDirectory(tiff.get()) != 0;
         }
     }
     // A stream that cannot be written to the end fails here at the latest.
@@ -398,7 +429,11 @@ bool SaveTIFF(CImageBits& image, const CSaveRequest& request) {
         return false;
     }
     CMappedFileImpl file;
-    if (file.OpenReadWrite(request.path)) FixRichTIFFIPTCType({file.WritableData(), file.Size()});
+    if (file.OpenReadWrite(request.path)) {
+        const std::span<uint8_t> bytes(file.WritableData(), file.Size());
+        FixRichTIFFIPTCType(bytes);
+        FixDirectoryPointerTypes(bytes);
+    }
     return true;
 }
 

@@ -1,11 +1,14 @@
 // TIFF files: read from what libtiff wrote, written for libtiff to read.
 
+#include <array>
+#include <cmath>
 #include <memory>
 
 #include <gmock/gmock.h>
 #include <tiffio.h>
 
 #include "api/handles.h"
+#include "platform/code_page.h"
 #include "support/loaded_handle.h"
 #include "support/picture.h"
 #include "support/test_data.h"
@@ -184,6 +187,227 @@ void ExpectSaved(CHandle& handle, const std::filesystem::path& path) {
             ASSERT_EQ(TIFFGetR(pixel), red) << x << ", " << y;
             ASSERT_EQ(TIFFGetG(pixel), green) << x << ", " << y;
             ASSERT_EQ(TIFFGetB(pixel), blue) << x << ", " << y;
+        }
+    }
+}
+
+/// A page given sample by sample, so that any form can be written, and what it means.
+struct COddForm {
+    const char* name;
+    int bits, samples, photometric;
+    bool alpha;  // the last sample is one
+    uint16_t compression;
+    /// Red, green, blue from the samples of a pixel, by the format's own words.
+    std::array<int, 3> (*meaning)(const std::vector<int>& samples);
+    bool isPlanar = false;
+};
+
+std::array<int, 3> Inks(const std::vector<int>& s) {
+    std::array<int, 3> rgb{};
+    for (size_t c = 0; c < 3; ++c) rgb[c] = 255 - std::min(s[c] + s[3], 255);
+    return rgb;
+}
+
+const COddForm kOddForms[] = {
+    {"2-bit gray", 2, 1, 1, false, 1,
+     [](const auto& s) {
+         return std::array{s[0] * 85, s[0] * 85, s[0] * 85};
+     }},
+    {"4-bit gray, white is 0", 4, 1, 0, false, 1,
+     [](const auto& s) {
+         const int level = 255 - s[0] * 17;
+         return std::array{level, level, level};
+     }},
+    {"4-bit RGB", 4, 3, 2, false, 1,
+     [](const auto& s) {
+         return std::array{s[0] * 16, s[1] * 16, s[2] * 16};
+     }},
+    {"4-bit RGB and alpha", 4, 4, 2, true, 1,
+     [](const auto& s) {
+         return std::array{s[0] * 16, s[1] * 16, s[2] * 16};
+     }},
+    {"RGB and alpha, LZW", 8, 4, 2, true, 5,
+     [](const auto& s) {
+         return std::array{s[0], s[1], s[2]};
+     }},
+    {"RGB and alpha in planes", 8, 4, 2, true, 8,
+     [](const auto& s) {
+         return std::array{s[0], s[1], s[2]};
+     },
+     true},
+    {"gray and alpha", 8, 2, 1, true, 1,
+     [](const auto& s) {
+         return std::array{s[0], s[0], s[0]};
+     }},
+    {"CMYK", 8, 4, 5, false, 1, &Inks},
+    {"CMYK and alpha, ZIP", 8, 5, 5, true, 8, &Inks},
+    {"CMYK of one bit", 1, 4, 5, false, 1,
+     [](const auto& s) {
+         const auto light = [&](size_t ink) { return s[ink] != 0 || s[3] != 0 ? 0 : 255; };
+         return std::array{light(0), light(1), light(2)};
+     }},
+    {"4-bit palette, PackBits", 4, 1, 3, false, 32773,
+     [](const auto& s) {
+         return std::array{s[0], 2 * s[0], 255 - s[0]};
+     }},
+    {"8-bit palette", 8, 1, 3, false, 1,
+     [](const auto& s) {
+         return std::array{s[0], 2 * s[0] & 255, 255 - s[0]};
+     }},
+    {"L*a*b* without colour", 8, 3, 8, false, 1, nullptr},
+};
+
+/// The samples of one pixel: without colour in L*a*b*, where only the gray axis is plain to say.
+std::vector<int> SamplesOf(const COddForm& form, uint32_t x, uint32_t y) {
+    std::vector<int> samples;
+    for (int c = 0; c < form.samples; ++c) {
+        const bool isColourOfLab = form.photometric == 8 && c > 0;
+        samples.push_back(isColourOfLab ? 0 : Sample(x, y, c) >> (16 - form.bits));
+    }
+    return samples;
+}
+
+void WriteOdd(const std::filesystem::path& path, const COddForm& form) {
+    const CTiff tiff(TIFFOpen(path.string().c_str(), "w"));
+    ASSERT_TRUE(tiff);
+    TIFFSetField(tiff.get(), TIFFTAG_IMAGEWIDTH, kWidth);
+    TIFFSetField(tiff.get(), TIFFTAG_IMAGELENGTH, kHeight);
+    TIFFSetField(tiff.get(), TIFFTAG_BITSPERSAMPLE, form.bits);
+    TIFFSetField(tiff.get(), TIFFTAG_SAMPLESPERPIXEL, form.samples);
+    TIFFSetField(tiff.get(), TIFFTAG_PHOTOMETRIC, form.photometric);
+    TIFFSetField(tiff.get(), TIFFTAG_COMPRESSION, form.compression);
+    TIFFSetField(tiff.get(), TIFFTAG_PLANARCONFIG, form.isPlanar ? 2 : 1);
+    TIFFSetField(tiff.get(), TIFFTAG_ROWSPERSTRIP, 8);
+    if (form.alpha) {
+        const uint16_t kind = EXTRASAMPLE_UNASSALPHA;
+        TIFFSetField(tiff.get(), TIFFTAG_EXTRASAMPLES, 1, &kind);
+    }
+    if (form.photometric == PHOTOMETRIC_PALETTE) {
+        uint16_t red[256], green[256], blue[256];
+        for (int i = 0; i < 256; ++i) {
+            red[i] = static_cast<uint16_t>(i << 8);
+            green[i] = static_cast<uint16_t>((2 * i & 255) << 8);
+            blue[i] = static_cast<uint16_t>((255 - i) << 8);
+        }
+        TIFFSetField(tiff.get(), TIFFTAG_COLORMAP, red, green, blue);
+    }
+    const int planes = form.isPlanar ? form.samples : 1;
+    for (int plane = 0; plane < planes; ++plane) {
+        for (uint32_t y = 0; y < kHeight; ++y) {
+            Bytes row(kWidth * 5);
+            size_t bit = 0;
+            for (uint32_t x = 0; x < kWidth; ++x) {
+                const std::vector<int> samples = SamplesOf(form, x, y);
+                for (int c = 0; c < form.samples; ++c) {
+                    if (form.isPlanar && c != plane) continue;
+                    const int shift = 8 - form.bits - static_cast<int>(bit % 8);
+                    row[bit / 8] |= static_cast<uint8_t>(samples[static_cast<size_t>(c)] << shift);
+                    bit += static_cast<size_t>(form.bits);
+                }
+            }
+            TIFFWriteScanline(tiff.get(), row.data(), y, static_cast<uint16_t>(plane));
+        }
+    }
+}
+
+TEST_F(TiffTest, DeliversWhatTheSamplesMean) {
+    const auto path = m_folder / "a.tif";
+    for (const COddForm& form : kOddForms) {
+        SCOPED_TRACE(form.name);
+        WriteOdd(path, form);
+        CHandle handle;
+        ASSERT_TRUE(handle.Load(path)) << handle.ErrorText();
+        const CImageBits& image = *FromHandle(handle)->image;
+        ASSERT_EQ(image.alpha.size(), form.alpha ? size_t{kWidth} * kHeight : 0);
+        for (int y = 0; y < static_cast<int>(kHeight); ++y) {
+            for (int x = 0; x < static_cast<int>(kWidth); ++x) {
+                const auto samples =
+                    SamplesOf(form, static_cast<uint32_t>(x), static_cast<uint32_t>(y));
+                const auto colour = ColourOf(image, x, y);
+                if (form.meaning != nullptr) {
+                    const auto rgb = form.meaning(samples);
+                    ASSERT_EQ(colour[2], rgb[0]) << x << ", " << y;
+                    ASSERT_EQ(colour[1], rgb[1]) << x << ", " << y;
+                    ASSERT_EQ(colour[0], rgb[2]) << x << ", " << y;
+                } else {
+                    // CIE 1976: the light of a lightness; shown with a gamma of 1 / 0.45.
+                    const double lightness = samples[0] * 100 / 255;
+                    const double f = (lightness + 16) / 116;
+                    const double light = lightness > 8 ? f * f * f : lightness / 903.3;
+                    const double value = std::pow(light, 0.45);
+                    for (const uint8_t sample : colour) ASSERT_NEAR(sample, value * 255, 1.5);
+                }
+                if (form.alpha) {
+                    const int scale = form.bits == 4 ? 16 : 1;
+                    ASSERT_EQ(image.alpha[static_cast<size_t>(y) * kWidth + static_cast<size_t>(x)],
+                              samples.back() * scale);
+                }
+            }
+        }
+    }
+}
+
+/// What a lossy page looks like to libtiff's own reader.
+TEST_F(TiffTest, DeliversJPEGAndYCbCrAsLibtiffDoes) {
+    const auto path = m_folder / "a.tif";
+    for (const uint16_t photometric : {PHOTOMETRIC_RGB, PHOTOMETRIC_YCBCR}) {
+        {
+            const CTiff tiff(TIFFOpen(path.string().c_str(), "w"));
+            TIFFSetField(tiff.get(), TIFFTAG_IMAGEWIDTH, kWidth);
+            TIFFSetField(tiff.get(), TIFFTAG_IMAGELENGTH, kHeight);
+            TIFFSetField(tiff.get(), TIFFTAG_BITSPERSAMPLE, 8);
+            TIFFSetField(tiff.get(), TIFFTAG_SAMPLESPERPIXEL, 3);
+            TIFFSetField(tiff.get(), TIFFTAG_PHOTOMETRIC, photometric);
+            TIFFSetField(tiff.get(), TIFFTAG_COMPRESSION, COMPRESSION_JPEG);
+            TIFFSetField(tiff.get(), TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+            if (photometric == PHOTOMETRIC_YCBCR) {
+                TIFFSetField(tiff.get(), TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
+            }
+            const CForm form{"", 8, 3, photometric, COMPRESSION_JPEG, 23};
+            for (uint32_t y = 0; y < kHeight; ++y) {
+                TIFFWriteScanline(tiff.get(), RowOf(form, y, 0, kWidth).data(), y, 0);
+            }
+        }
+        CHandle handle;
+        ASSERT_TRUE(handle.Load(path)) << handle.ErrorText();
+        EXPECT_EQ(handle.Info().typeId, 23);
+        ExpectSaved(handle, path);
+    }
+}
+
+TEST_F(TiffTest, CarriesWhatACameraWrote) {
+    for (const bool bigEndian : {false, true}) {
+        CHandle handle, again;
+        cNewImage(handle, 5, 3, 0x00FF00);
+        CImageBits& image = *FromHandle(handle)->image;
+        image.exif = std::make_unique<CEXIF_Members>();
+        image.exif->Make = Latin1ToWide("maker");
+        image.exif->PixelXDimension = 5;
+        image.exif->PixelYDimension = 3;
+        image.exif->DateTimeOriginal = Latin1ToWide("2024:02:29 12:00:00");
+        image.exif->GPSLatitudeRef = Latin1ToWide("S");
+        image.xmpData = {'<', 'x', '/', '>', 0};
+        for (const int32_t page : {0, 1}) {
+            const auto path = m_folder / (bigEndian ? "big.tif" : "little.tif");
+            const auto wide = WidePath(path);
+            ASSERT_TRUE(image.Save(wide.c_str(), 18, page, true, true, bigEndian, nullptr));
+            ASSERT_TRUE(again.Load(path));
+            const CImageBits& read = *FromHandle(again)->image;
+            ASSERT_NE(read.exif, nullptr);
+            EXPECT_EQ(read.exif->Make, Latin1ToWide("maker"));
+            EXPECT_EQ(read.exif->DateTimeOriginal, Latin1ToWide("2024:02:29 12:00:00"));
+            EXPECT_EQ(read.exif->GPSLatitudeRef, Latin1ToWide("S"));
+            EXPECT_EQ(read.xmpData, image.xmpData);
+            // libtiff finds both directories where their pointers say, on each page.
+            const CTiff tiff(TIFFOpen(path.string().c_str(), "r"));
+            ASSERT_TRUE(tiff && TIFFSetDirectory(tiff.get(), static_cast<tdir_t>(page)));
+            EXPECT_EQ(TIFFIsBigEndian(tiff.get()), bigEndian ? 1 : 0);
+            uint64_t offset = 0;
+            ASSERT_EQ(TIFFGetField(tiff.get(), TIFFTAG_GPSIFD, &offset), 1);
+            ASSERT_EQ(TIFFReadGPSDirectory(tiff.get(), offset), 1);
+            const char* text = nullptr;
+            ASSERT_EQ(TIFFGetField(tiff.get(), GPSTAG_LATITUDEREF, &text), 1);
+            EXPECT_STREQ(text, "S");
         }
     }
 }
