@@ -39,18 +39,26 @@ public:
 
     /// `count` samples of undefined content; the old content is gone.
     void ResizeUninitialized(size_t count) {
-        if (count == m_size) return;
+        if (count == m_capacity) {
+            m_size = count;
+            return;
+        }
         Release();
         if (count == 0) return;
         if (count > std::numeric_limits<size_t>::max() / sizeof(T)) throw std::bad_alloc();
         m_data = static_cast<T*>(AllocatePictureMemory(count * sizeof(T)));
-        m_size = count;
+        m_size = m_capacity = count;
     }
 
     /// `count` samples, all 0; the old content is gone.
     void ResizeZeroed(size_t count) {
         ResizeUninitialized(count);
         if (count != 0) std::memset(static_cast<void*>(m_data), 0, count * sizeof(T));
+    }
+
+    /// Keeps the first `count` samples, and all of the memory.
+    void Truncate(size_t count) {
+        if (count < m_size) m_size = count;
     }
 
     void Assign(std::span<const T> samples) {
@@ -62,6 +70,7 @@ public:
     void swap(CPixelBuffer& other) noexcept {
         std::swap(m_data, other.m_data);
         std::swap(m_size, other.m_size);
+        std::swap(m_capacity, other.m_capacity);
     }
 
     [[nodiscard]] bool empty() const { return m_size == 0; }
@@ -82,13 +91,14 @@ public:
 
 private:
     void Release() noexcept {
-        if (m_data != nullptr) FreePictureMemory(m_data, m_size * sizeof(T));
+        if (m_data != nullptr) FreePictureMemory(m_data, m_capacity * sizeof(T));
         m_data = nullptr;
-        m_size = 0;
+        m_size = m_capacity = 0;
     }
 
     T* m_data = nullptr;
     size_t m_size = 0;
+    size_t m_capacity = 0;  // samples that the memory was taken for
 };
 
 using CPixelBytes = CPixelBuffer<uint8_t>;

@@ -64,6 +64,10 @@ public:
     void SetICCProfile(std::span<const uint8_t> profile);
     /// The file's comment, with each kind of line end made CR LF and the end trimmed.
     void SetComment(std::string_view text);
+    /// Reports the share of rows done within pass `passIndex` (from 1) of `passCount`.
+    void ReportProgress(uint32_t row, int passIndex, int passCount);
+    /// True, with m_errorText set, when the caller asked for an end.
+    [[nodiscard]] bool CheckAbort();
 
     // What the factory and the image tell the reader.
     bool m_headerOnly = false;  // a file query: Open may skip what only pixels need
@@ -127,10 +131,6 @@ public:
 protected:
     /// Sets m_errorText; false, so that a refusal is one line.
     bool Fail(std::string_view words);
-    /// Reports the share of rows done within pass `passIndex` (from 1) of `passCount`.
-    void ReportProgress(uint32_t row, int passIndex, int passCount);
-    /// True, with m_errorText set, when the caller asked for an end.
-    [[nodiscard]] bool CheckAbort();
     /// Sizes m_alpha or m_bits16 for the picture of m_bitmapInfo; the content is undefined until
     /// the rows are written or ZeroPlanesFrom() is called. They raise std::bad_alloc for a picture
     /// that cannot be held.
