@@ -27,26 +27,8 @@ void Report(benchmark::State& state) {
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * kWidth * kHeight);
 }
 
-/// The picture as a bitmap, for saving.
-const CPixelBytes& Picture() {
-    static const CPixelBytes bits = [] {
-        const auto samples = NoisyPicture(kWidth, kHeight, 3);
-        CPixelBytes made;
-        made.Assign(samples);
-        return made;
-    }();
-    return bits;
-}
-
 CImageBits& PictureToSave() {
-    static CImageBits image;
-    if (!image.loaded) {
-        image.NewImage(kWidth, kHeight, 0);
-        image.bits = Picture();
-        image.PixelsChanged();
-        image.IsGray();
-    }
-    return image;
+    return NoisyImage(kWidth, kHeight);
 }
 
 std::basic_string<KESTR_CHAR> FileOf(int typeId) {
@@ -141,7 +123,7 @@ void Save(benchmark::State& state, int typeId) {
 }
 
 void BareEncode(benchmark::State& state, int typeId) {
-    const CPixelBytes& bits = Picture();
+    const CPixelBytes& bits = PictureToSave().bits;
     const auto path = ScratchPath("saved.jpg");
     for (auto _ : state) {
         COutputFile file;

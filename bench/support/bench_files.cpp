@@ -1,5 +1,6 @@
 #include "support/bench_files.h"
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 
@@ -28,6 +29,24 @@ std::vector<uint8_t> NoisyPicture(uint32_t width, uint32_t height, int channels)
         }
     }
     return samples;
+}
+
+CImageBits& NoisyImage(uint32_t width, uint32_t height) {
+    static CImageBits image;
+    const bool isKept = image.loaded && static_cast<uint32_t>(image.Width()) == width &&
+                        static_cast<uint32_t>(image.Height()) == height;
+    if (!isKept) {
+        image.NewImage(width, height, 0);
+        const auto samples = NoisyPicture(width, height, 3);
+        for (uint32_t y = 0; y < height; ++y) {
+            const size_t rowBytes = size_t{width} * 3;
+            std::copy_n(samples.data() + y * rowBytes, rowBytes,
+                        image.RowFromTop(static_cast<int32_t>(y)));
+        }
+        image.PixelsChanged();
+        image.IsGray();
+    }
+    return image;
 }
 
 }  // namespace kestr::bench

@@ -223,7 +223,7 @@ void CPBMReader::ReadBits(uint8_t* destination, size_t width) {
     const size_t rowBytes = (width + 7) / 8;
     if (m_binary) {
         const auto bytes = m_text.Bytes(rowBytes);
-        std::memcpy(destination, bytes.data(), bytes.size());
+        std::ranges::copy(bytes, destination);
         std::memset(destination + bytes.size(), 0, rowBytes - bytes.size());
         return;
     }

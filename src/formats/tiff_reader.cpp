@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "base/channel_order.h"
 #include "base/format_text.h"
 #include "base/messages.h"
 #include "base/picture_size.h"
@@ -518,27 +519,6 @@ void CTIFFReader::ConvertRGB4(const uint8_t* row, uint8_t* destination) {
     }
 }
 
-// Red, green, blue to blue, green, red: four pixels at a time while there are as many.
-void SwapRedAndBlue(const uint8_t* row, size_t width, uint8_t* destination) {
-    size_t x = 0;
-    for (; x + 4 <= width; x += 4, row += 12, destination += 12) {
-        uint32_t in[3];
-        std::memcpy(in, row, sizeof in);
-        // Bytes from the lowest: R0 G0 B0 R1, G1 B1 R2 G2, B2 R3 G3 B3.
-        const uint32_t out[3] = {
-            (in[0] >> 16 & 0xFF) | (in[0] & 0xFF00) | (in[0] & 0xFF) << 16 | (in[1] & 0xFF00) << 16,
-            (in[1] & 0xFF0000FF) | (in[0] >> 24) << 8 | (in[2] & 0xFF) << 16,
-            (in[1] >> 16 & 0xFF) | (in[2] >> 24) << 8 | (in[2] & 0xFF0000) |
-                (in[2] & 0xFF00) << 16};
-        std::memcpy(destination, out, sizeof out);
-    }
-    for (; x < width; ++x, row += 3, destination += 3) {
-        destination[0] = row[2];
-        destination[1] = row[1];
-        destination[2] = row[0];
-    }
-}
-
 // Red, green and blue, from one plane or three, or inks; the sample behind them is the mask's.
 template <typename Sample>
 void CTIFFReader::ConvertColour(std::span<const uint8_t* const> planes, uint8_t* destination) {
@@ -549,7 +529,7 @@ void CTIFFReader::ConvertColour(std::span<const uint8_t* const> planes, uint8_t*
     const bool isInks = m_pixels == EPixels::kInks;
     if constexpr (sizeof(Sample) == 1) {
         if (planes.size() == 1 && step == 3) {
-            SwapRedAndBlue(planes[0], width, destination);
+            SwapRedBlue(planes[0], destination, width);
             return;
         }
     }

@@ -9,6 +9,7 @@
 
 #include <tiffio.h>
 
+#include "base/channel_order.h"
 #include "base/messages.h"
 #include "formats/tiff_support.h"
 #include "image/image_bits.h"
@@ -377,6 +378,9 @@ void CTIFFWriter::JoinRow(const Sample* from, size_t channels, int32_t y, Sample
     const size_t start = static_cast<size_t>(y) * width;
     const uint8_t* mask = m_plan.hasMask ? m_image.alpha.data() + start : nullptr;
     const size_t step = m_plan.samples;
+    if constexpr (sizeof(Sample) == 1) {
+        if (step == 3) return SwapRedBlue(from, row, width);
+    }
     if (channels == 1) {
         for (size_t x = 0; x < width; ++x) row[x * step] = from[x];
     } else {
