@@ -11,9 +11,6 @@
 
 namespace kestr {
 
-class CImageReader;
-class CRawSamples;
-
 /// How a scene and its picture are looked at, as Little CMS wants it.
 struct CSurroundings {
     double Yb = 50.0;       // luminance of the background, per cent of the white's
@@ -40,11 +37,10 @@ class CRawColor3 {
 public:
     virtual ~CRawColor3() = default;
     /// One pixel in place: camera samples in, display samples out.
-    virtual void Convert(uint16_t& r, uint16_t& g, uint16_t& b) const = 0;
+    virtual void Convert(uint16_t& r, uint16_t& g, uint16_t& b) const;
     /// The correlated colour temperature of the scene's white, in kelvin.
     [[nodiscard]] virtual uint16_t GetColorTemperature() const = 0;
-    /// Convert() of `count` adjacent pixels, which come as red, green, blue and leave as blue,
-    /// green, red.
+    /// `count` adjacent pixels, which come as red, green, blue and leave as blue, green, red.
     virtual void ConvertRow(uint16_t* pixels, size_t count) const = 0;
 };
 
@@ -52,10 +48,10 @@ public:
 class CRawColor4 {
 public:
     virtual ~CRawColor4() = default;
-    virtual void Convert(const uint16_t* in, uint16_t& r, uint16_t& g, uint16_t& b) const = 0;
+    virtual void Convert(const uint16_t* in, uint16_t& r, uint16_t& g, uint16_t& b) const;
     [[nodiscard]] virtual uint16_t GetColorTemperature() const = 0;
-    /// Convert() of `count` adjacent pixels of four samples, of which the first three become blue,
-    /// green and red and the fourth is left alone.
+    /// `count` adjacent pixels of four samples, of which the first three become blue, green and red
+    /// and the fourth is left alone.
     virtual void ConvertRow(uint16_t* pixels, size_t count) const = 0;
 };
 

@@ -97,32 +97,29 @@ double ScaleOf(double neutral, const CRawColorInputs& inputs) {
     return 1 / neutral * kTop / (inputs.white - inputs.black);
 }
 
-template <size_t Planes>
-KESTR_INLINE double RowTimes(const CVector<Planes>& row, const std::array<CPlane, Planes>& planes,
-                             size_t i) {
-    double sum = 0;
-    for (size_t plane = 0; plane < Planes; ++plane) sum += row[plane] * planes[plane][i];
-    return sum;
-}
-
 /// Truncated products of a block. All of it is calculated, also where the row has ended.
-KESTR_VECTOR_CLONES void Multiply3(const CMatrix<3, 3>& matrix, const std::array<CPlane, 3>& planes,
-                                   double rounding, std::array<CIndices, 3>& products) {
-    for (size_t row = 0; row < 3; ++row) {
-        for (size_t i = 0; i < kBlock; ++i) {
-            const double value = RowTimes<3>(matrix[row], planes, i) + rounding;
-            products[row][i] = static_cast<int32_t>(Limit(value));
+template <size_t Planes, typename Value>
+KESTR_INLINE void Multiply(const CMatrix<3, Planes>& matrix,
+                           const std::array<std::array<Value, kBlock>, Planes>& planes,
+                           double rounding, std::array<CIndices, 3>& products) {
+    for (size_t i = 0; i < kBlock; ++i) {
+        for (size_t row = 0; row < 3; ++row) {
+            double sum = matrix[row][0] * planes[0][i];
+            for (size_t c = 1; c < Planes; ++c) sum += matrix[row][c] * planes[c][i];
+            products[row][i] = static_cast<int32_t>(Limit(sum + rounding));
         }
     }
+}
+
+KESTR_VECTOR_CLONES void Multiply3(const CMatrix<3, 3>& matrix,
+                                   const std::array<CIndices, 3>& planes, double rounding,
+                                   std::array<CIndices, 3>& products) {
+    Multiply<3>(matrix, planes, rounding, products);
 }
 
 KESTR_VECTOR_CLONES void Multiply4(const CMatrix<3, 4>& matrix, const std::array<CPlane, 4>& planes,
                                    std::array<CIndices, 3>& products) {
-    for (size_t row = 0; row < 3; ++row) {
-        for (size_t i = 0; i < kBlock; ++i) {
-            products[row][i] = static_cast<int32_t>(Limit(RowTimes<4>(matrix[row], planes, i)));
-        }
-    }
+    Multiply<4>(matrix, planes, 0, products);
 }
 
 /// Writes the first three samples of `count` pixels as blue, green, red.
@@ -159,20 +156,9 @@ CRawColor3MatrixRGB::CRawColor3MatrixRGB(const CRawColorInputs& inputs) {
     }
 }
 
-void CRawColor3MatrixRGB::Convert(uint16_t& r, uint16_t& g, uint16_t& b) const {
-    const CVector<3> camera{static_cast<double>(m_scaled[0][r]),
-                            static_cast<double>(m_scaled[1][g]),
-                            static_cast<double>(m_scaled[2][b])};
-    const CVector<3> rgb = m_cameraToRGB * camera;
-    const std::vector<uint16_t>& gamma = GammaTable();
-    r = gamma[static_cast<size_t>(Limit(rgb[0]))];
-    g = gamma[static_cast<size_t>(Limit(rgb[1]))];
-    b = gamma[static_cast<size_t>(Limit(rgb[2]))];
-}
-
 void CRawColor3MatrixRGB::ConvertRow(uint16_t* pixels, size_t count) const {
     const uint16_t* gamma = GammaTable().data();
-    std::array<CPlane, 3> camera{};
+    std::array<CIndices, 3> camera{};
     std::array<CIndices, 3> rgb;
     for (size_t done = 0; done < count; done += kBlock) {
         const size_t here = std::min(kBlock, count - done);
@@ -206,7 +192,7 @@ bool CRawColor3MatrixRGB::ToLab(uint16_t r, uint16_t g, uint16_t b, double (&lab
 }
 
 void CRawColor3MatrixRGB::ToLabRow(const uint16_t* pixels, size_t count, int32_t* lab) const {
-    std::array<CPlane, 3> camera{};
+    std::array<CIndices, 3> camera{};
     camera[2].fill(m_scaled[2][0]);
     std::array<CIndices, 3> xyz;
     std::array<CPlane, 3> f;
@@ -231,16 +217,6 @@ CRawColor4MatrixRGB::CRawColor4MatrixRGB(const CRawColorInputs& inputs) : m_blac
     m_colorTemperature = neutral.colorTemperature;
     m_cameraToRGB = PseudoInverse(RGBToCamera<4>(inputs));
     for (size_t c = 0; c < 4; ++c) m_scale[c] = ScaleOf(neutral.values[c], inputs);
-}
-
-void CRawColor4MatrixRGB::Convert(const uint16_t* in, uint16_t& r, uint16_t& g, uint16_t& b) const {
-    CVector<4> camera;
-    for (size_t c = 0; c < 4; ++c) camera[c] = Balance(in[c], m_black, m_scale[c]);
-    const CVector<3> rgb = m_cameraToRGB * camera;
-    const std::vector<uint16_t>& gamma = GammaTable();
-    r = gamma[static_cast<size_t>(Limit(rgb[0]))];
-    g = gamma[static_cast<size_t>(Limit(rgb[1]))];
-    b = gamma[static_cast<size_t>(Limit(rgb[2]))];
 }
 
 void CRawColor4MatrixRGB::ConvertRow(uint16_t* pixels, size_t count) const {

@@ -15,7 +15,6 @@ namespace kestr {
 class CRawColor3MatrixRGB final : public CRawColor3 {
 public:
     explicit CRawColor3MatrixRGB(const CRawColorInputs& inputs);
-    void Convert(uint16_t& r, uint16_t& g, uint16_t& b) const override;
     [[nodiscard]] uint16_t GetColorTemperature() const override { return m_colorTemperature; }
     void ConvertRow(uint16_t* pixels, size_t count) const override;
 
@@ -39,7 +38,6 @@ private:
 class CRawColor4MatrixRGB final : public CRawColor4 {
 public:
     explicit CRawColor4MatrixRGB(const CRawColorInputs& inputs);
-    void Convert(const uint16_t* in, uint16_t& r, uint16_t& g, uint16_t& b) const override;
     [[nodiscard]] uint16_t GetColorTemperature() const override { return m_colorTemperature; }
     void ConvertRow(uint16_t* pixels, size_t count) const override;
 

@@ -10,6 +10,9 @@
 
 namespace kestr {
 
+class CImageReader;
+class CRawSamples;
+
 /// Luminance, first, second and third output channel, 256 bins each, by the high byte of the
 /// finished sample.
 using CRawHistograms = std::array<std::array<uint32_t, 256>, 4>;
