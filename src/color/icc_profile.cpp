@@ -27,7 +27,7 @@ std::string ProfileText(cmsHPROFILE profile, cmsInfoType which) {
         if (unit == 0) break;
         // The engine keeps UTF-16 units in a wchar_t of any width. From the 8-bit text of an old
         // profile a byte above 127 may come out with its sign spread over the bits above it.
-        const auto value = static_cast<uint32_t>(unit);
+        const auto value = static_cast<uint32_t>(unit);  // NOLINT(bugprone-signed-char-misuse)
         units += static_cast<KESTR_CHAR>(value > 0xFFFF ? value & 0xFF : value);
     }
     return WideToText(units);
@@ -75,7 +75,7 @@ std::string ICCProfileName(std::span<const uint8_t> profile) {
     const CColorProfile opened = OpenColorProfile(context, profile);
     if (!opened) return {};
     const std::string maker = ProfileText(opened.get(), cmsInfoManufacturer);
-    const std::string model = ProfileText(opened.get(), cmsInfoModel);
+    std::string model = ProfileText(opened.get(), cmsInfoModel);
     if (maker.empty() && model.empty()) return ProfileText(opened.get(), cmsInfoDescription);
     const bool namesMaker = std::string_view(model).substr(0, kSameMaker) ==
                             std::string_view(maker).substr(0, kSameMaker);

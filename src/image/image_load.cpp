@@ -142,7 +142,7 @@ void CImageBits::TakeFromReader(CImageReader& reader, int page) {
     description = reader.m_description;
     errorText = reader.m_errorText.empty() ? kNoErrorReported : reader.m_errorText;
     comment = reader.m_comment;
-    iptc = std::move(reader.m_iptc);
+    iptc.CopyFrom(reader.m_iptc);
     gamma = reader.m_gamma;
     cameraText = std::move(reader.m_cameraText);
     xmpData = std::move(reader.m_xmpData);

@@ -205,9 +205,9 @@ void CExifParser::Take(EExifDirectory directory, const CEntry& entry) {
 void CExifParser::NotePointer(EExifDirectory directory, const CEntry& entry) {
     bool& pointerMet = m_pointerMet[size_t(directory)];
     const auto offset = Number(entry);
-    if (pointerMet || !offset || *offset == 0) return;
+    if (pointerMet || offset.value_or(0) == 0) return;
     pointerMet = true;
-    m_pending[size_t(directory)] = *offset;
+    m_pending[size_t(directory)] = offset;
 }
 
 void CExifParser::TakeThumbnail(const CEntry& entry) {

@@ -118,6 +118,7 @@ SAFEARRAY* SafeArrayCreateVector(VARTYPE type, int32_t lowerBound, uint32_t coun
     void* const memory =
         ::operator new(sizeof(CVectorBlock) + static_cast<size_t>(dataBytes), std::nothrow);
     if (!memory) return nullptr;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory): the caller owns it, as the interface says
     auto* const block = new (memory) CVectorBlock{};
     void* const data = block + 1;
     std::memset(data, 0, static_cast<size_t>(dataBytes));

@@ -27,8 +27,10 @@ void* MapBlock(size_t size) {
     const uintptr_t aligned = (start + kHugePage - 1) & ~uintptr_t{kHugePage - 1};
     if (aligned != start) munmap(mapped, aligned - start);
     const uintptr_t tail = start + size + kHugePage - (aligned + size);
+    // NOLINTBEGIN(performance-no-int-to-ptr): an aligned address is found by arithmetic
     if (tail != 0) munmap(reinterpret_cast<void*>(aligned + size), tail);
     void* block = reinterpret_cast<void*>(aligned);
+    // NOLINTEND(performance-no-int-to-ptr)
 #ifdef MADV_HUGEPAGE
     madvise(block, size, MADV_HUGEPAGE);
 #endif

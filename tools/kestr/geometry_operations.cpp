@@ -23,7 +23,10 @@ std::optional<std::array<int, kCount>> ParseNumbers(std::string_view text,
     const char* at = text.data();
     const char* const end = at + text.size();
     for (size_t i = 0; i < kCount; ++i) {
-        if (i > 0 && (at == end || *at++ != separators[i - 1])) return std::nullopt;
+        if (i > 0) {
+            if (at == end || *at != separators[i - 1]) return std::nullopt;
+            ++at;
+        }
         const auto parsed = std::from_chars(at, end, numbers[i]);
         if (parsed.ec != std::errc() || numbers[i] < 0) return std::nullopt;
         at = parsed.ptr;
@@ -111,8 +114,9 @@ bool CropBorder(HKESTRSESSION session, const std::string& value, std::string& er
 bool Rotate(HKESTRSESSION session, const std::string& value, std::string& error) {
     const auto [angleText, colourText] = SplitAtComma(value);
     double degrees = 0;
-    const char* const end = angleText.data() + angleText.size();
-    const auto parsed = std::from_chars(angleText.data(), end, degrees);
+    const std::string angle(angleText);
+    const char* const end = angle.c_str() + angle.size();
+    const auto parsed = std::from_chars(angle.c_str(), end, degrees);
     const auto colour = ParseColour(colourText.empty() ? "FFFFFF" : colourText);
     if (parsed.ec != std::errc() || parsed.ptr != end || !colour) {
         return Refuse(error, "takes degrees, clockwise, or DEGREES,RRGGBB");

@@ -19,6 +19,7 @@ CProgressBar::~CProgressBar() {
 }
 
 int32_t CProgressBar::Show(uintptr_t user, int32_t percent) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): it is the number that went in
     auto& bar = *reinterpret_cast<CProgressBar*>(user);
     if (!bar.m_isTerminal) return 0;
     const int done = std::clamp(percent, 0, 100);

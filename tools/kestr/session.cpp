@@ -70,7 +70,7 @@ std::string WhyUnreadable(const std::filesystem::path& path, const std::string& 
     if (std::filesystem::is_directory(status)) return "this is a folder";
     if (std::filesystem::file_size(path, error) == 0 && !error) return "the file is empty";
     const size_t words = told.rfind("\": ");
-    const std::string reason = words == std::string::npos ? told : told.substr(words + 3);
+    std::string reason = words == std::string::npos ? told : told.substr(words + 3);
     if (reason.empty() || reason == ".") return "this is no picture that Kestr can read";
     return reason;
 }
