@@ -25,6 +25,9 @@ public:
     /// a and b each truncated: what judges homogeneity looks at two planes only. Needs ToLab() to
     /// have been called.
     void ToLabRow(const uint16_t* pixels, size_t count, int32_t* lab) const;
+    /// The same of pixels whose two planes lie apart.
+    void ToLabRow(const uint16_t* first, const uint16_t* second, size_t count, int16_t* lightness,
+                  int16_t* a, int16_t* b) const;
 
 private:
     std::array<std::vector<uint16_t>, 3> m_scaled;  // balanced sample for each camera sample
