@@ -98,6 +98,96 @@ TEST_F(ProgramTest, InfoTellsOfEachFileAndComplainsOfOthers) {
     EXPECT_THAT(run.out, HasSubstr("Size: 4 x 2 pixels"));
 }
 
+TEST_F(ProgramTest, InfoAsJson) {
+    WriteFile(m_folder / "a.bmp", m_bitmap.File());
+    const CRun run = Run("info --json" + Quoted("none.bmp") + Quoted("a.bmp"));
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_THAT(run.out, testing::StartsWith("[\n{\"file\": \""));
+    EXPECT_THAT(run.out, HasSubstr("none.bmp\", \"error\": \"there is no such file\"},\n"));
+    EXPECT_THAT(run.out,
+                HasSubstr("\"typeId\": 2, \"format\": \"Windows Device Independent Bitmap "
+                          "File\", \"width\": 4, \"height\": 2, \"bits\": 24, \"pages\": 1"));
+    EXPECT_THAT(run.out, HasSubstr("\"orientation\": null, \"camera\": [], \"iptc\": []"));
+    EXPECT_THAT(run.out, testing::EndsWith("}\n]\n"));
+}
+
+TEST_F(ProgramTest, MetaTakesBlocksOutByteForByte) {
+    const std::string photo = " \"" + TestData("demo.jpg").string() + "\"";
+    EXPECT_THAT(Run("meta" + photo).out, HasSubstr("  Orientation: Rotated 90 (8)\n"));
+    EXPECT_EQ(Run("meta --exif" + photo + " -o" + Quoted("exif.bin")).exitCode, 0);
+    // The file is FF D8, then FF E1 with its length and "Exif", two NULs, the block.
+    const auto file = ReadFile(TestData("demo.jpg"));
+    const size_t length = file[4] * 256u + file[5];
+    EXPECT_EQ(ReadFile(m_folder / "exif.bin"),
+              std::vector<uint8_t>(file.begin() + 12, file.begin() + 4 + static_cast<int>(length)));
+    EXPECT_EQ(Run("meta --xmp" + photo + " -o" + Quoted("xmp.bin")).exitCode, 1);
+    EXPECT_FALSE(std::filesystem::exists(m_folder / "xmp.bin"));
+    EXPECT_EQ(Run("meta -o" + Quoted("any.bin") + photo).exitCode, 2);
+    EXPECT_EQ(Run("meta --xmp --icc" + photo).exitCode, 2);
+}
+
+TEST_F(ProgramTest, CheckWalksTreesAndTellsWholeDamagedAndRefused) {
+    std::filesystem::create_directories(m_folder / "tree" / "inner");
+    WriteFile(m_folder / "tree" / "a.bmp", m_bitmap.File());
+    WriteFile(m_folder / "tree" / "inner" / "photo.png", ReadFile(TestData("demo.jpg")));
+    std::error_code ignored;  // a system may have no links, or not allow them
+    std::filesystem::create_directory_symlink("..", m_folder / "tree" / "inner" / "up", ignored);
+    std::filesystem::create_symlink("itself", m_folder / "tree" / "itself", ignored);
+    CRun run = Run("check" + Quoted("tree"));
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.out, HasSubstr("a.bmp: whole, 2 of 2 rows\n"));
+    EXPECT_THAT(run.out,
+                HasSubstr("photo.png: whole, 120 of 120 rows; wrong extension: truly JPEG"));
+    EXPECT_THAT(run.out, HasSubstr("\n2 whole, 0 damaged, 0 refused, 1 with a wrong extension\n"));
+
+    WriteFile(m_folder / "tree" / "bad.bmp", "no picture at all, some bytes of text only");
+    run = Run("check --json --only-bad" + Quoted("tree"));
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_THAT(
+        run.out,
+        HasSubstr(
+            "bad.bmp\", \"verdict\": \"refused\", \"words\": \"BMP file signature not found.\""));
+    EXPECT_THAT(run.out, HasSubstr("\"wrongExtension\": true, \"usualExtensions\": [\".jpg\", "));
+    EXPECT_THAT(run.out, testing::Not(HasSubstr("a.bmp")));
+
+    // 46 whole rows of 12 bytes and a half one.
+    WriteFile(m_folder / "tree" / "cut.bmp",
+              CDIBBuilder{}.Size(4, -50).Pixels(std::vector<uint8_t>(560, 9)).File());
+    run = Run("check" + Quoted("tree"));
+    EXPECT_EQ(run.exitCode, 3) << "a damaged picture counts more than a refused file";
+    EXPECT_THAT(run.out, HasSubstr("cut.bmp: damaged, 46 of 50 rows: "));
+    EXPECT_THAT(Run("check" + Quoted("none")).out,
+                HasSubstr("none: refused: there is no such file"));
+    EXPECT_EQ(Run("check").exitCode, 2);
+}
+
+TEST_F(ProgramTest, RotateTellsBeforehandWhatWillBe) {
+    // 20 x 40 gray with blocks of 8: its width is half a block too long.
+    WriteFile(m_folder / "a.bmp", m_bitmap.File());
+    EXPECT_EQ(Run("convert --resize 20x40!" + Quoted("a.bmp") + Quoted("a.jpg")).exitCode, 0);
+    const struct {
+        const char* arguments;
+        const char* words;
+    } rows[] = {
+        {"--cw", "without loss, exactly\n"},
+        {"--ccw", "not exactly; the strip of 4 pixels at its right edge is left where it is\n"},
+        {"--180 --trim", "the strip of 4 pixels at its right edge is trimmed\n"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_THAT(
+            Run(std::string("rotate ") + row.arguments + Quoted("a.jpg") + " -o" + Quoted("b.jpg"))
+                .out,
+            HasSubstr(row.words))
+            << row.arguments;
+    }
+    const std::string photo = " \"" + TestData("demo.jpg").string() + "\" -o" + Quoted("c.jpg");
+    EXPECT_THAT(Run("rotate --cw" + photo).out, HasSubstr("its orientation stays 8, by which"));
+    EXPECT_THAT(Run("rotate --cw --apply-orientation --reset-orientation" + photo).out,
+                HasSubstr("is as wanted already and copied; turned upright by its orientation as "
+                          "well; its orientation 8 becomes 1; a small picture inside EXIF stays"));
+    EXPECT_THAT(Run("rotate --cw" + Quoted("a.bmp")).out, HasSubstr("decoded, turned and written"));
+}
+
 TEST_F(ProgramTest, ConvertSavesWhatItLoads) {
     WriteFile(m_folder / "a.bmp", m_bitmap.File());
     EXPECT_EQ(Run("convert" + Quoted("a.bmp") + Quoted("b.DIB") + " --strip").exitCode, 0);
@@ -134,7 +224,8 @@ TEST_F(ProgramTest, TurnsCommentsAndPages) {
         0);
     const CRun turned = Run("rotate --cw" + Quoted("a.jpg"));
     EXPECT_EQ(turned.exitCode, 0) << turned.err;
-    EXPECT_THAT(turned.out, HasSubstr("without loss, 4 pixels of its lower edge left in place"));
+    EXPECT_THAT(turned.out,
+                HasSubstr("not exactly; the strip of 4 pixels at its lower edge is left"));
     EXPECT_THAT(Run("info" + Quoted("a.jpg")).out, HasSubstr("20 x 40 pixels"));
     EXPECT_EQ(Run("comment" + Quoted("a.jpg") + " \"of two words\"").exitCode, 0);
     EXPECT_THAT(Run("info" + Quoted("a.jpg")).out, HasSubstr("of two words"));

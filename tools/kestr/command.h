@@ -25,6 +25,8 @@ struct CCommand {
 };
 
 extern const CCommand kInfoCommand;
+extern const CCommand kMetaCommand;
+extern const CCommand kCheckCommand;
 extern const CCommand kConvertCommand;
 extern const CCommand kHistogramCommand;
 extern const CCommand kThumbCommand;

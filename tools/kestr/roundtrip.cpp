@@ -1,14 +1,13 @@
 // kestr roundtrip: what of a file's metadata comes through a load and a save in each format.
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
-#include <fstream>
-#include <iterator>
 #include <set>
 #include <vector>
 
 #include "command.h"
+#include "metadata_blocks.h"
 #include "progress.h"
+#include "scratch_file.h"
 #include "session.h"
 #include "system.h"
 #include "text.h"
@@ -26,8 +25,6 @@ constexpr CTarget kTargets[] = {
     {"TIFF", ".tif", 18}, {"TIFF, ZIP", ".tif", 54},
     {"PNG", ".png", 11},  {"Photoshop", ".psd", 31},
 };
-
-using Bytes = std::vector<uint8_t>;
 
 /// The maker note of a JPEG's or TIFF's EXIF block, and where it lies from the block's start.
 struct CMakerNote {
@@ -76,21 +73,11 @@ private:
     bool m_little = false;
 };
 
-Bytes ReadWhole(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
 CMakerNote NoteOf(const std::filesystem::path& path) {
     const Bytes file = ReadWhole(path);
-    if (file.size() > 8 && (file[0] == 'I' || file[0] == 'M') && file[0] == file[1]) {
-        return CNoteSearch(file.data(), file.size()).Find();
-    }
-    constexpr char kMark[] = "Exif\0";  // with both its NULs
-    const auto found = std::search(file.begin(), file.end(), kMark, kMark + sizeof kMark);
-    if (file.end() - found < 14) return {};
-    const size_t start = static_cast<size_t>(found - file.begin()) + sizeof kMark;
-    return CNoteSearch(file.data() + start, file.size() - start).Find();
+    const bool isTIFF = file.size() > 8 && (file[0] == 'I' || file[0] == 'M') && file[0] == file[1];
+    const Bytes block = isTIFF ? file : BlockInJPEG(file, CBlockKind::kExif);
+    return block.size() < 8 ? CMakerNote{} : CNoteSearch(block.data(), block.size()).Find();
 }
 
 void AddLines(const std::string& text, std::set<std::string>& lines) {
@@ -155,23 +142,6 @@ void PrintDifferences(const CMetadata& before, const CMetadata& after) {
                     before.note.offset == after.note.offset ? "kept" : "changed");
     }
 }
-
-// A file name of our own in the system's folder for such files, removed at the end.
-class CScratchFile {
-public:
-    explicit CScratchFile(const char* extension)
-        : path(std::filesystem::temp_directory_path() /
-               ("kestr-roundtrip-" + std::to_string(reinterpret_cast<uintptr_t>(this)) +
-                extension)) {}
-    ~CScratchFile() {
-        std::error_code ignored;
-        std::filesystem::remove(path, ignored);
-    }
-    CScratchFile(const CScratchFile&) = delete;
-    CScratchFile& operator=(const CScratchFile&) = delete;
-
-    const std::filesystem::path path;
-};
 
 ExitCode RunRoundtrip(const CCommandLine& line) {
     if (line.files.empty()) {

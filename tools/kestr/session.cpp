@@ -1,5 +1,6 @@
 #include "session.h"
 
+#include <algorithm>
 #include <new>
 
 #include "options.h"
@@ -43,6 +44,18 @@ template <typename... Outputs>
 int32_t Query(const KESTR_CHAR* path, Outputs... outputs) {
     return cGetImageFileInfoExW(path, outputs...);
 }
+[[maybe_unused]] int32_t Xmp(const char* path, SAFEARRAY** bytes) {
+    return cGetImageFileXmp(path, bytes, nullptr);
+}
+[[maybe_unused]] int32_t Xmp(const KESTR_CHAR* path, SAFEARRAY** bytes) {
+    return cGetImageFileXmpW(path, bytes, nullptr);
+}
+[[maybe_unused]] int32_t Profile(const char* path, BSTR* name, SAFEARRAY** bytes) {
+    return cGetImageICCProfile_Info(path, name, bytes, nullptr);
+}
+[[maybe_unused]] int32_t Profile(const KESTR_CHAR* path, BSTR* name, SAFEARRAY** bytes) {
+    return cGetImageICCProfile_InfoW(path, name, bytes, nullptr);
+}
 [[maybe_unused]] uint16_t Rotate(const char* from, const char* to, const CTurnOptions& o,
                                  BSTR* error) {
     return cRotateImageFileEx(from, to, o.op, o.trim, o.applyOrientation, o.resetOrientation,
@@ -75,6 +88,39 @@ std::string WhyUnreadable(const std::filesystem::path& path, const std::string& 
     return reason;
 }
 
+struct CExifDeleter {
+    void operator()(CEXIF_Members* record) const { cDestroyEXIF(record); }
+};
+struct CIptcDeleter {
+    void operator()(CIPTC_Members* record) const { cDestroyIPTC(record); }
+};
+
+CLabelledTexts Split(std::string_view text, std::string_view separator, std::string_view end) {
+    CLabelledTexts texts;
+    while (!text.empty()) {
+        const std::string_view line = text.substr(0, text.find(end));
+        const size_t label = line.find(separator);
+        if (label != std::string_view::npos) {
+            texts.emplace_back(line.substr(0, label), line.substr(label + separator.size()));
+        } else if (!line.empty()) {
+            texts.emplace_back("", line);
+        }
+        text.remove_prefix(std::min(text.size(), line.size() + end.size()));
+    }
+    return texts;
+}
+
+// The text form of a record, parted at characters that no value holds.
+template <typename Record>
+CLabelledTexts Values(int32_t(KESTR_CALL* asText)(Record*, const KESTR_CHAR*, const KESTR_CHAR*,
+                                                  BSTR*),
+                      Record* record) {
+    constexpr KESTR_CHAR kSeparator[] = {0x1F, 0}, kEnd[] = {0x1E, 0};
+    CText text;
+    asText(record, kSeparator, kEnd, text.Out());
+    return Split(text.Utf8(), "\x1F", "\x1E");
+}
+
 }  // namespace
 
 CText::~CText() {
@@ -83,6 +129,12 @@ CText::~CText() {
 
 std::string CText::Utf8() const {
     return m_text ? tool::Utf8({m_text, TextLength(m_text)}) : std::string();
+}
+
+std::string CFileInfo::FormatName() const {
+    constexpr std::string_view kLabel = "Format: ";
+    const std::string line = description.substr(0, description.find("\r\n"));
+    return line.starts_with(kLabel) ? line.substr(kLabel.size()) : line;
 }
 
 CSession::CSession() : m_session(cNewSession()) {
@@ -132,10 +184,14 @@ std::optional<CFileInfo> QueryFile(const std::filesystem::path& path, uint32_t p
                                    std::string& error) {
     CFileInfo info;
     CText description, comment, cameraInfo, cameraDate, failure;
+    CEXIF_Members* exifOut = nullptr;
+    CIPTC_Members* iptcOut = nullptr;
     const int32_t found =
         Query(path.c_str(), page, 0, &info.typeId, &info.width, &info.height, &info.bits,
               &info.pages, description.Out(), comment.Out(), cameraInfo.Out(), cameraDate.Out(),
-              nullptr, nullptr, &info.mcuWidth, &info.mcuHeight, failure.Out());
+              &exifOut, &iptcOut, &info.mcuWidth, &info.mcuHeight, failure.Out());
+    const std::unique_ptr<CEXIF_Members, CExifDeleter> exif(exifOut);
+    const std::unique_ptr<CIPTC_Members, CIptcDeleter> iptc(iptcOut);
     if (!found) {
         error = WhyUnreadable(path, failure.Utf8());
         return std::nullopt;
@@ -144,7 +200,28 @@ std::optional<CFileInfo> QueryFile(const std::filesystem::path& path, uint32_t p
     info.comment = comment.Utf8();
     info.cameraInfo = cameraInfo.Utf8();
     info.cameraDate = cameraDate.Utf8();
+    // The header of an old camera's file has no record, only text.
+    info.camera =
+        exif ? Values(&cEXIF_GetAsString, exif.get()) : Split(info.cameraInfo, ":\t", "\r\n");
+    if (iptc) info.iptc = Values(&cIPTC_GetAsString, iptc.get());
+    uint16_t orientation = 0;
+    if (exif && cEXIF_GetOrientation(exif.get(), &orientation) != 0) {
+        info.orientation = orientation;
+    }
     return info;
+}
+
+std::vector<uint8_t> QueryXmp(const std::filesystem::path& path) {
+    SAFEARRAY* bytes = nullptr;
+    Xmp(path.c_str(), &bytes);
+    return TakeBytes(bytes);
+}
+
+CProfile QueryProfile(const std::filesystem::path& path) {
+    CText name;
+    SAFEARRAY* bytes = nullptr;
+    Profile(path.c_str(), name.Out(), &bytes);
+    return {name.Utf8(), TakeBytes(bytes)};
 }
 
 bool RotateFile(const std::filesystem::path& from, const std::filesystem::path& to,

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 #include <kestr/kestr.h>
 
@@ -37,6 +39,9 @@ private:
     BSTR m_text = nullptr;
 };
 
+/// What a record says: what each value is called, and the value.
+using CLabelledTexts = std::vector<std::pair<std::string, std::string>>;
+
 /// What a file is, by its header.
 struct CFileInfo {
     int32_t typeId = 0;
@@ -50,6 +55,13 @@ struct CFileInfo {
     std::string comment;
     std::string cameraInfo;
     std::string cameraDate;
+    CLabelledTexts camera;  // the same as cameraInfo, value by value
+    CLabelledTexts iptc;
+    std::optional<uint16_t> orientation;  // none without EXIF data
+
+    [[nodiscard]] bool IsJPEG() const { return typeId == 4 || typeId == 5; }
+    /// What the file truly is, whatever its name says.
+    [[nodiscard]] std::string FormatName() const;
 };
 
 /// What the loaded picture is.
@@ -89,6 +101,16 @@ struct CBox {
 /// Asks a file; none, with `error` in plain words, when it is no picture.
 std::optional<CFileInfo> QueryFile(const std::filesystem::path& path, uint32_t page,
                                    std::string& error);
+
+/// The XMP packet of a file that can be asked, empty when it has none.
+std::vector<uint8_t> QueryXmp(const std::filesystem::path& path);
+
+struct CProfile {
+    std::string name;
+    std::vector<uint8_t> bytes;
+};
+/// The colour profile of a file that can be asked, empty when it has none.
+CProfile QueryProfile(const std::filesystem::path& path);
 
 /// How `kestr rotate` turns a file.
 struct CTurnOptions {
