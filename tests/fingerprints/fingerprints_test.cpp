@@ -28,6 +28,7 @@ TEST(Fingerprints, AreThoseOfEveryOtherBuild) {
     std::map<std::string, std::string> expected = Table();
     std::map<std::string, std::string> found;
     for (const CFingerprintCase& c : CFingerprints::All()) {
+        SCOPED_TRACE(c.name);
         CHandle handle;
         c.picture(handle);
         EXPECT_FALSE(found.contains(c.name)) << "named twice: " << c.name;

@@ -32,6 +32,10 @@ constexpr CSeed kSeeds[] = {
     {16, "tga/rgb32.tga"},    {16, "tga/mapped.tga"},      {17, "tga/packed24.tga"},
     {17, "tga/packed32.tga"}, {16, "tga/interleaved.tga"}, {8, "pcx/gray8.pcx"},
     {8, "pcx/rgb24.pcx"},     {8, "pcx/ega4.pcx"},         {3, "pcx/two.dcx"},
+    {8, "pcx/cga2.pcx"},      {16, "tga/gray.tga"},        {31, "psd/layers.psd"},
+    {31, "psd/gray.psd"},     {31, "psd/gray16.psd"},      {31, "psd/rgb16.psd"},
+    {31, "psd/cmyk.psd"},     {31, "psd/lab.psd"},         {31, "psd/indexed.psd"},
+    {31, "psd/bitmap.psd"},   {31, "psd/duotone.psd"},     {31, "psd/float.psd"},
 };
 
 constexpr size_t kMostCuts = 600;  // lengths and flipped bits that are tried of one file, evenly

@@ -69,6 +69,7 @@ TEST_F(ProgramTest, ACommandLineThatMakesNoSenseIsTwo) {
                                  "convert --type=77" + both,
                                  "convert --upright=1" + both,
                                  "convert --quality 101" + both,
+                                 "convert --matte red" + both,
                                  "convert" + Quoted("a.bmp") + Quoted("b.xyz"),
                                  "info --page=-1 a"};
     for (const std::string& line : lines) {
@@ -196,6 +197,19 @@ TEST_F(ProgramTest, ConvertSavesWhatItLoads) {
     EXPECT_EQ(std::vector<uint8_t>(saved.begin() + 54, saved.end()), std::vector<uint8_t>(24, 9));
     EXPECT_EQ(Run("convert --type=1" + Quoted("a.bmp") + Quoted("c.any")).exitCode, 0);
     EXPECT_TRUE(std::filesystem::exists(m_folder / "c.any"));
+}
+
+TEST_F(ProgramTest, ConvertComposesPhotoshopLayersOverTheMatte) {
+    // A layer that leaves the corner free; the composite has 80 there.
+    const std::string in = " \"" + FuzzSeed("psd/gray.psd").string() + "\"";
+    const auto corner = [&](const std::string& options) {
+        EXPECT_EQ(Run("convert" + options + in + Quoted("out.ppm")).exitCode, 0);
+        const auto saved = ReadFile(m_folder / "out.ppm");
+        return static_cast<int>(saved[saved.size() - 13 * 7]);
+    };
+    EXPECT_EQ(corner(""), 0);
+    EXPECT_EQ(corner(" --matte 336699"), 0x33);
+    EXPECT_EQ(corner(" --psd-flattened --matte 336699"), 80);
 }
 
 TEST_F(ProgramTest, ConvertTellsRefusedFromDamaged) {

@@ -22,6 +22,9 @@ constexpr COption kOwnOptions[] = {
     {"--quality", "N", "JPEG quality from 0 to 100, 75 if not given"},
     {"--method", "N", "how --resize scales, 0 to 7: 0 nearest pixel, 3 triangle, 6 Lanczos"},
     {"--dither", "", "diffuse the errors of colour reductions"},
+    {"--psd-flattened", "", "take the picture that a Photoshop file holds beside its layers"},
+    {"--matte", "RRGGBB",
+     "compose the layers of a Photoshop file over this colour, not over black"},
     {"--upright", "", "turn the picture upright as its EXIF orientation says"},
 };
 
@@ -76,6 +79,11 @@ ExitCode RunConvert(const CCommandLine& line) {
     const auto page = Number(line, "--page", 32767, 0);
     const auto quality = Number(line, "--quality", 100, 75);
     if (!type || !option || !page || !quality) return kUsage;
+    const auto matte = ParseColour(line.Value("--matte").value_or("000000"));
+    if (!matte) {
+        Complain("--matte takes a colour such as FFFFFF");
+        return kUsage;
+    }
     if (*type < 0) {
         Complain(output, "no format has this extension; name one with --type");
         return kUsage;
@@ -84,6 +92,8 @@ ExitCode RunConvert(const CCommandLine& line) {
     CSession session;
     cSetJPEGParams(session.Handle(), static_cast<uint16_t>(*quality), 0.1, 1, 0);
     cSetAutoRotate(session.Handle(), line.Has("--upright"));
+    cSetPSDParams(session.Handle(), line.Has("--psd-flattened"));
+    cSetBackgroundColor(session.Handle(), *matte);
     bool loaded = false;
     {
         CProgressBar progress("Loading");

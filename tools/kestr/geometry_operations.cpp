@@ -34,14 +34,6 @@ std::optional<std::array<int, kCount>> ParseNumbers(std::string_view text,
     return at == end ? std::optional(numbers) : std::nullopt;
 }
 
-/// "RRGGBB" as a COLORREF.
-std::optional<uint32_t> ParseColour(std::string_view text) {
-    uint32_t rgb = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), rgb, 16);
-    if (text.size() != 6 || error != std::errc() || end != text.data() + 6) return std::nullopt;
-    return (rgb & 0xFF) << 16 | (rgb & 0xFF00) | rgb >> 16;
-}
-
 /// A value and the one behind its comma, which may be missing.
 std::pair<std::string_view, std::string_view> SplitAtComma(std::string_view text) {
     const size_t comma = text.find(',');

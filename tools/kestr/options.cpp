@@ -68,4 +68,11 @@ std::optional<int> ParseNumber(std::string_view text, int smallest, int largest)
     return number;
 }
 
+std::optional<uint32_t> ParseColour(std::string_view text) {
+    uint32_t rgb = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), rgb, 16);
+    if (text.size() != 6 || error != std::errc() || end != text.data() + 6) return std::nullopt;
+    return (rgb & 0xFF) << 16 | (rgb & 0xFF00) | rgb >> 16;
+}
+
 }  // namespace tool

@@ -1,6 +1,7 @@
 // The options of the commands: a table each, one parser for all.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <span>
@@ -38,5 +39,8 @@ struct CCommandLine {
 
 /// A whole number of the given range; decimal digits only.
 [[nodiscard]] std::optional<int> ParseNumber(std::string_view text, int smallest, int largest);
+
+/// "RRGGBB", six hexadecimal digits, as the library takes colours: red in the low byte.
+[[nodiscard]] std::optional<uint32_t> ParseColour(std::string_view text);
 
 }  // namespace tool
