@@ -71,7 +71,12 @@ TEST_F(ProgramTest, ACommandLineThatMakesNoSenseIsTwo) {
                                  "convert --quality 101" + both,
                                  "convert --matte red" + both,
                                  "convert" + Quoted("a.bmp") + Quoted("b.xyz"),
-                                 "info --page=-1 a"};
+                                 "info --page=-1 a",
+                                 "develop" + Quoted("a.bmp"),
+                                 "develop" + both + " -o c.png",
+                                 "develop --demosaic 2 -o c.png" + Quoted("a.bmp"),
+                                 "develop --all --no-ciecam -o c.png" + Quoted("a.bmp"),
+                                 "develop -s 40x30 -o c.png" + Quoted("a.bmp")};
     for (const std::string& line : lines) {
         SCOPED_TRACE(line);
         const CRun run = Run(line);
@@ -213,6 +218,7 @@ TEST_F(ProgramTest, ConvertComposesPhotoshopLayersOverTheMatte) {
 }
 
 TEST_F(ProgramTest, ConvertTellsRefusedFromDamaged) {
+    WriteFile(m_folder / "a.bmp", m_bitmap.File());
     WriteFile(m_folder / "bad.bmp", "no picture at all, some bytes of text only");
     CRun run = Run("convert" + Quoted("bad.bmp") + Quoted("b.bmp"));
     EXPECT_EQ(run.exitCode, 1);
@@ -225,6 +231,12 @@ TEST_F(ProgramTest, ConvertTellsRefusedFromDamaged) {
     EXPECT_EQ(run.exitCode, 3);
     EXPECT_THAT(run.err, HasSubstr("damaged"));
     EXPECT_TRUE(std::filesystem::exists(m_folder / "b.bmp"));
+
+    // Nothing of a sensor in it.
+    run = Run("develop" + Quoted("a.bmp") + " -o" + Quoted("c.png"));
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_THAT(run.err, HasSubstr("no sensor data"));
+    EXPECT_FALSE(std::filesystem::exists(m_folder / "c.png"));
 
     // Type 6 can be read and not written.
     run = Run("convert --type 6" + Quoted("cut.bmp") + Quoted("c.bmp"));

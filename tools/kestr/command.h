@@ -28,6 +28,7 @@ extern const CCommand kInfoCommand;
 extern const CCommand kMetaCommand;
 extern const CCommand kCheckCommand;
 extern const CCommand kConvertCommand;
+extern const CCommand kDevelopCommand;
 extern const CCommand kHistogramCommand;
 extern const CCommand kThumbCommand;
 extern const CCommand kSheetCommand;

@@ -12,9 +12,9 @@ namespace tool {
 namespace {
 
 constexpr const CCommand* kCommands[] = {
-    &kInfoCommand,      &kMetaCommand,    &kCheckCommand,  &kConvertCommand,
-    &kRotateCommand,    &kCommentCommand, &kFramesCommand, &kRoundtripCommand,
-    &kHistogramCommand, &kThumbCommand,   &kSheetCommand,
+    &kInfoCommand,      &kMetaCommand,      &kCheckCommand,   &kConvertCommand,
+    &kDevelopCommand,   &kRotateCommand,    &kCommentCommand, &kFramesCommand,
+    &kRoundtripCommand, &kHistogramCommand, &kThumbCommand,   &kSheetCommand,
 };
 
 void Print(const std::string& text) {

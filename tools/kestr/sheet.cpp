@@ -3,7 +3,7 @@
 #include <string>
 
 #include "command.h"
-#include "glyphs.h"
+#include "label.h"
 #include "progress.h"
 #include "save_types.h"
 #include "session.h"
@@ -12,8 +12,7 @@
 namespace tool {
 namespace {
 
-constexpr int kGap = 8;           // pixels between cells and around them
-constexpr int kLabelHeight = 14;  // a line of text below each picture
+constexpr int kGap = 8;  // pixels between cells and around them
 constexpr uint32_t kPaper = 0xFFFFFF;
 constexpr int kMostSide = 32767;
 
@@ -22,23 +21,6 @@ constexpr COption kOptions[] = {
     {"-s", "WxH", "the box of each picture, 160x120 if not given"},
     {"--columns", "N", "pictures in a row, as many as make the sheet about square if not given"},
 };
-
-/// Writes a line of text, cut to a width, around a middle.
-void DrawLabel(HKESTRSESSION sheet, std::string_view text, int left, int top, int width) {
-    const auto most = static_cast<size_t>(std::max(width / kGlyphStep, 0));
-    text = text.substr(0, most);
-    int x = left + (width - static_cast<int>(text.size()) * kGlyphStep) / 2;
-    for (const char letter : text) {
-        for (int column = 0; column < kGlyphWidth; ++column) {
-            for (int row = 0; row < kGlyphHeight; ++row) {
-                if (!GlyphPixel(letter, column, row)) continue;
-                cOpSetPixelColor(sheet, static_cast<uint32_t>(x + column),
-                                 static_cast<uint32_t>(top + row), 0, 0, 0);
-            }
-        }
-        x += kGlyphStep;
-    }
-}
 
 ExitCode RunSheet(const CCommandLine& line) {
     const auto box = ParseBox(line.Value("-s").value_or("160x120"));
@@ -82,7 +64,7 @@ ExitCode RunSheet(const CCommandLine& line) {
             cMergeImage(sheet.Handle(), picture.Handle(),
                         left + (box->width - static_cast<int>(info.width)) / 2,
                         top + (box->height - static_cast<int>(info.height)) / 2, 255, 0);
-            DrawLabel(sheet.Handle(), Display(file.filename()), left, top + box->height + 4,
+            DrawLabel(sheet.Handle(), Display(file.filename()), left, top + box->height,
                       box->width);
         }
         if (loaded) continue;
