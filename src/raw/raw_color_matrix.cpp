@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "base/real_power.h"
 #include "platform/vector_clones.h"
@@ -10,7 +11,7 @@
 namespace kestr {
 namespace {
 
-constexpr size_t kBlock = 128;  // pixels at a time: what lies between two steps stays in the cache
+constexpr size_t kBlock = 32;  // pixels at a time: few enough for look-ups and products to overlap
 constexpr double kTop = 65535;
 constexpr size_t kLevels = 65536;
 
@@ -52,16 +53,6 @@ std::vector<double> MakeLabCurve() {
     return curve;
 }
 
-KESTR_INLINE double Lightness(double fy) {
-    return 116 * fy - 16;
-}
-KESTR_INLINE double RedGreen(double fx, double fy) {
-    return 500 * (fx - fy);
-}
-KESTR_INLINE double YellowBlue(double fy, double fz) {
-    return 200 * (fy - fz);
-}
-
 /// The neutral as the matrix sees it, and the temperature of the white that it means.
 template <size_t Planes>
 struct CLocalNeutral {
@@ -97,34 +88,47 @@ double ScaleOf(double neutral, const CRawColorInputs& inputs) {
     return 1 / neutral * kTop / (inputs.white - inputs.black);
 }
 
-/// Truncated products of a block. All of it is calculated, also where the row has ended.
+// Four numbers at a time, written so: a compiler left to itself limits sums after their conversion.
+using CFourDoubles = double __attribute__((vector_size(32)));
+using CFourIndices = int32_t __attribute__((vector_size(16)));
+
+KESTR_INLINE void Load(const double* from, CFourDoubles& values) {
+    std::memcpy(&values, from, sizeof(values));
+}
+
+KESTR_INLINE void Load(const int32_t* from, CFourDoubles& values) {
+    CFourIndices indices;
+    std::memcpy(&indices, from, sizeof(indices));
+    values = __builtin_convertvector(indices, CFourDoubles);
+}
+
+/// Limited and truncated products of a block. All of it is calculated, also where the row has
+/// ended.
 template <size_t Planes, typename Value>
-KESTR_INLINE void Multiply(const CMatrix<3, Planes>& matrix,
+KESTR_INLINE void Multiply(const CMatrix<3, Planes> matrix,
                            const std::array<std::array<Value, kBlock>, Planes>& planes,
-                           double rounding, std::array<CIndices, 3>& products) {
-    for (size_t i = 0; i < kBlock; ++i) {
+                           std::array<CIndices, 3>& products) {
+    constexpr CFourDoubles kNone{};
+    constexpr CFourDoubles kMost{kTop, kTop, kTop, kTop};
+    for (size_t i = 0; i < kBlock; i += 4) {
+        CFourDoubles in[Planes];
+        for (size_t c = 0; c < Planes; ++c) {
+            Load(&planes[c][i], in[c]);
+        }
         for (size_t row = 0; row < 3; ++row) {
-            double sum = matrix[row][0] * planes[0][i];
-            for (size_t c = 1; c < Planes; ++c) sum += matrix[row][c] * planes[c][i];
-            products[row][i] = static_cast<int32_t>(Limit(sum + rounding));
+            CFourDoubles sum = in[0] * matrix[row][0];
+            for (size_t c = 1; c < Planes; ++c) sum += in[c] * matrix[row][c];
+            sum = sum > kNone ? sum : kNone;
+            sum = sum < kMost ? sum : kMost;
+            const auto levels = __builtin_convertvector(sum, CFourIndices);
+            std::memcpy(&products[row][i], &levels, sizeof(levels));
         }
     }
 }
 
-KESTR_VECTOR_CLONES void Multiply3(const CMatrix<3, 3>& matrix,
-                                   const std::array<CIndices, 3>& planes, double rounding,
-                                   std::array<CIndices, 3>& products) {
-    Multiply<3>(matrix, planes, rounding, products);
-}
-
-KESTR_VECTOR_CLONES void Multiply4(const CMatrix<3, 4>& matrix, const std::array<CPlane, 4>& planes,
-                                   std::array<CIndices, 3>& products) {
-    Multiply<4>(matrix, planes, 0, products);
-}
-
 /// Writes the first three samples of `count` pixels as blue, green, red.
-void StoreBGR(const std::array<CIndices, 3>& rgb, const uint16_t* curve, uint16_t* pixels,
-              size_t samplesPerPixel, size_t count) {
+KESTR_INLINE void StoreBGR(const std::array<CIndices, 3>& rgb, const uint16_t* curve,
+                           uint16_t* pixels, size_t samplesPerPixel, size_t count) {
     for (size_t i = 0; i < count; ++i, pixels += samplesPerPixel) {
         pixels[0] = curve[rgb[2][i]];
         pixels[1] = curve[rgb[1][i]];
@@ -132,11 +136,35 @@ void StoreBGR(const std::array<CIndices, 3>& rgb, const uint16_t* curve, uint16_
     }
 }
 
-KESTR_VECTOR_CLONES void StoreLab(const std::array<CPlane, 3>& f, size_t count, int32_t* lab) {
-    for (size_t i = 0; i < count; ++i) {
-        lab[3 * i] = static_cast<int32_t>(Lightness(f[1][i]));
-        lab[3 * i + 1] = static_cast<int32_t>(RedGreen(f[0][i], f[1][i]));
-        lab[3 * i + 2] = static_cast<int32_t>(YellowBlue(f[1][i], f[2][i]));
+KESTR_VECTOR_CLONES void ConvertRow3(const std::array<const uint16_t*, 3>& scaled,
+                                     const CMatrix<3, 3>& matrix, const uint16_t* gamma,
+                                     uint16_t* pixels, size_t count) {
+    std::array<CIndices, 3> camera{};
+    std::array<CIndices, 3> rgb;
+    for (size_t done = 0; done < count; done += kBlock, pixels += 3 * kBlock) {
+        const size_t here = std::min(kBlock, count - done);
+        for (size_t i = 0; i < here; ++i) {
+            for (size_t c = 0; c < 3; ++c) camera[c][i] = scaled[c][pixels[3 * i + c]];
+        }
+        Multiply<3>(matrix, camera, rgb);
+        StoreBGR(rgb, gamma, pixels, 3, here);
+    }
+}
+
+KESTR_VECTOR_CLONES void ConvertRow4(uint16_t black, const CVector<4>& scale,
+                                     const CMatrix<3, 4>& matrix, const uint16_t* gamma,
+                                     uint16_t* pixels, size_t count) {
+    std::array<CPlane, 4> camera{};
+    std::array<CIndices, 3> rgb;
+    for (size_t done = 0; done < count; done += kBlock, pixels += 4 * kBlock) {
+        const size_t here = std::min(kBlock, count - done);
+        for (size_t i = 0; i < here; ++i) {
+            for (size_t c = 0; c < 4; ++c) {
+                camera[c][i] = Balance(pixels[4 * i + c], black, scale[c]);
+            }
+        }
+        Multiply<4>(matrix, camera, rgb);
+        StoreBGR(rgb, gamma, pixels, 4, here);
     }
 }
 
@@ -157,18 +185,8 @@ CRawColor3MatrixRGB::CRawColor3MatrixRGB(const CRawColorInputs& inputs) {
 }
 
 void CRawColor3MatrixRGB::ConvertRow(uint16_t* pixels, size_t count) const {
-    const uint16_t* gamma = GammaTable().data();
-    std::array<CIndices, 3> camera{};
-    std::array<CIndices, 3> rgb;
-    for (size_t done = 0; done < count; done += kBlock) {
-        const size_t here = std::min(kBlock, count - done);
-        uint16_t* block = pixels + 3 * done;
-        for (size_t i = 0; i < here; ++i) {
-            for (size_t c = 0; c < 3; ++c) camera[c][i] = m_scaled[c][block[3 * i + c]];
-        }
-        Multiply3(m_cameraToRGB, camera, 0, rgb);
-        StoreBGR(rgb, gamma, block, 3, here);
-    }
+    ConvertRow3({m_scaled[0].data(), m_scaled[1].data(), m_scaled[2].data()}, m_cameraToRGB,
+                GammaTable().data(), pixels, count);
 }
 
 bool CRawColor3MatrixRGB::ToLab(uint16_t r, uint16_t g, uint16_t b, double (&lab)[3]) {
@@ -185,31 +203,10 @@ bool CRawColor3MatrixRGB::ToLab(uint16_t r, uint16_t g, uint16_t b, double (&lab
     const CVector<3> xyz = m_cameraToLab * camera;
     CVector<3> f;
     for (size_t c = 0; c < 3; ++c) f[c] = m_labCurve[static_cast<size_t>(Limit(xyz[c] + 0.5))];
-    lab[0] = Lightness(f[1]);
-    lab[1] = RedGreen(f[0], f[1]);
-    lab[2] = YellowBlue(f[1], f[2]);
+    lab[0] = 116 * f[1] - 16;
+    lab[1] = 500 * (f[0] - f[1]);
+    lab[2] = 200 * (f[1] - f[2]);
     return true;
-}
-
-void CRawColor3MatrixRGB::ToLabRow(const uint16_t* pixels, size_t count, int32_t* lab) const {
-    std::array<CIndices, 3> camera{};
-    camera[2].fill(m_scaled[2][0]);
-    std::array<CIndices, 3> xyz;
-    std::array<CPlane, 3> f;
-    for (size_t done = 0; done < count; done += kBlock) {
-        const size_t here = std::min(kBlock, count - done);
-        const uint16_t* block = pixels + 3 * done;
-        for (size_t i = 0; i < here; ++i) {
-            for (size_t c = 0; c < 2; ++c) camera[c][i] = m_scaled[c][block[3 * i + c]];
-        }
-        Multiply3(m_cameraToLab, camera, 0.5, xyz);
-        for (size_t c = 0; c < 3; ++c) {
-            for (size_t i = 0; i < here; ++i) {
-                f[c][i] = m_labCurve[static_cast<size_t>(xyz[c][i])];
-            }
-        }
-        StoreLab(f, here, lab + 3 * done);
-    }
 }
 
 CRawColor4MatrixRGB::CRawColor4MatrixRGB(const CRawColorInputs& inputs) : m_black(inputs.black) {
@@ -220,20 +217,7 @@ CRawColor4MatrixRGB::CRawColor4MatrixRGB(const CRawColorInputs& inputs) : m_blac
 }
 
 void CRawColor4MatrixRGB::ConvertRow(uint16_t* pixels, size_t count) const {
-    const uint16_t* gamma = GammaTable().data();
-    std::array<CPlane, 4> camera{};
-    std::array<CIndices, 3> rgb;
-    for (size_t done = 0; done < count; done += kBlock) {
-        const size_t here = std::min(kBlock, count - done);
-        uint16_t* block = pixels + 4 * done;
-        for (size_t i = 0; i < here; ++i) {
-            for (size_t c = 0; c < 4; ++c) {
-                camera[c][i] = Balance(block[4 * i + c], m_black, m_scale[c]);
-            }
-        }
-        Multiply4(m_cameraToRGB, camera, rgb);
-        StoreBGR(rgb, gamma, block, 4, here);
-    }
+    ConvertRow4(m_black, m_scale, m_cameraToRGB, GammaTable().data(), pixels, count);
 }
 
 }  // namespace kestr

@@ -21,11 +21,9 @@ public:
     /// L (0..100), a and b of a pixel of camera samples. The first call builds the tables, gives
     /// nothing and answers false.
     bool ToLab(uint16_t r, uint16_t g, uint16_t b, double (&lab)[3]);
-    /// ToLab() of `count` adjacent pixels of three samples, the third of which counts as 0, with L,
-    /// a and b each truncated: what judges homogeneity looks at two planes only. Needs ToLab() to
-    /// have been called.
-    void ToLabRow(const uint16_t* pixels, size_t count, int32_t* lab) const;
-    /// The same of pixels whose two planes lie apart.
+    /// ToLab() of `count` pixels whose first two planes are given and the third counts as 0, with
+    /// L, a and b each truncated: what judges homogeneity looks at two planes only. Needs ToLab()
+    /// to have been called.
     void ToLabRow(const uint16_t* first, const uint16_t* second, size_t count, int16_t* lightness,
                   int16_t* a, int16_t* b) const;
 

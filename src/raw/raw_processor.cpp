@@ -9,21 +9,18 @@
 namespace kestr {
 namespace {
 
+static_assert((LuminanceSum(255, 255, 255) + 127) >> 8 == 255);
+
 /// Counts pixels of blue, green, red by turns in two sets, so that equal neighbours, the rule in
 /// pictures, do not wait for one another.
 class CRawCounts {
 public:
     void CountRow(const uint16_t* pixels, size_t samplesPerPixel, size_t count) {
-        for (size_t i = 0; i < count; ++i, pixels += samplesPerPixel) {
-            const auto blue = static_cast<uint8_t>(pixels[0] >> 8);
-            const auto green = static_cast<uint8_t>(pixels[1] >> 8);
-            const auto red = static_cast<uint8_t>(pixels[2] >> 8);
-            CRawHistograms& set = m_sets[i & 1];
-            ++set[0][std::min<uint32_t>((LuminanceSum(red, green, blue) + 127) >> 8, 255)];
-            ++set[1][red];
-            ++set[2][green];
-            ++set[3][blue];
+        for (; count >= 2; count -= 2, pixels += 2 * samplesPerPixel) {
+            Count(m_sets[0], pixels);
+            Count(m_sets[1], pixels + samplesPerPixel);
         }
+        if (count > 0) Count(m_sets[0], pixels);
     }
 
     void AddTo(CRawHistograms& histograms) const {
@@ -37,6 +34,16 @@ public:
     }
 
 private:
+    static void Count(CRawHistograms& set, const uint16_t* pixel) {
+        const auto blue = static_cast<uint8_t>(pixel[0] >> 8);
+        const auto green = static_cast<uint8_t>(pixel[1] >> 8);
+        const auto red = static_cast<uint8_t>(pixel[2] >> 8);
+        ++set[0][(LuminanceSum(red, green, blue) + 127) >> 8];
+        ++set[1][red];
+        ++set[2][green];
+        ++set[3][blue];
+    }
+
     std::array<CRawHistograms, 2> m_sets{};
 };
 

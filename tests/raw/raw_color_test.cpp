@@ -363,13 +363,17 @@ TEST(RawColorMatrixTest, LabOfKnownColours) {
     EXPECT_NEAR(lab[0], 4.5165, 0.01);
 
     std::mt19937 random(5);
-    std::vector<uint16_t> pixels(3 * 300);
-    for (uint16_t& sample : pixels) sample = static_cast<uint16_t>(random());
-    std::vector<int32_t> row(pixels.size());
-    color.ToLabRow(pixels.data(), 300, row.data());
-    for (size_t i = 0; i < pixels.size(); i += 3) {
-        color.ToLab(pixels[i], pixels[i + 1], 0, lab);
-        for (size_t c = 0; c < 3; ++c) ASSERT_EQ(row[i + c], static_cast<int>(lab[c]));
+    constexpr size_t kCount = 300;
+    std::vector<uint16_t> first(kCount), second(kCount);
+    for (uint16_t& sample : first) sample = static_cast<uint16_t>(random());
+    for (uint16_t& sample : second) sample = static_cast<uint16_t>(random());
+    std::vector<int16_t> lightness(kCount), a(kCount), b(kCount);
+    color.ToLabRow(first.data(), second.data(), kCount, lightness.data(), a.data(), b.data());
+    for (size_t i = 0; i < kCount; ++i) {
+        color.ToLab(first[i], second[i], 0, lab);
+        ASSERT_EQ(lightness[i], static_cast<int>(lab[0]));
+        ASSERT_EQ(a[i], static_cast<int>(lab[1]));
+        ASSERT_EQ(b[i], static_cast<int>(lab[2]));
     }
 }
 
