@@ -104,6 +104,17 @@ TEST_F(ProgramTest, InfoTellsOfEachFileAndComplainsOfOthers) {
     EXPECT_THAT(run.out, HasSubstr("Size: 4 x 2 pixels"));
 }
 
+TEST_F(ProgramTest, InfoListsPages) {
+    WriteFile(m_folder / "a.bmp", m_bitmap.File());
+    const std::string append = "convert --append" + Quoted("a.bmp") + Quoted("pages.tif");
+    ASSERT_EQ(Run(append).exitCode, 0);
+    EXPECT_THAT(Run("info" + Quoted("pages.tif")).out, testing::Not(HasSubstr("Page")));
+    ASSERT_EQ(Run(append).exitCode, 0);
+    EXPECT_THAT(Run("info" + Quoted("pages.tif")).out,
+                HasSubstr("  Pages: 2\n    Page 0: 4 x 2 pixels, 24-bit\n"
+                          "    Page 1: 4 x 2 pixels, 24-bit\n"));
+}
+
 TEST_F(ProgramTest, InfoAsJson) {
     WriteFile(m_folder / "a.bmp", m_bitmap.File());
     const CRun run = Run("info --json" + Quoted("none.bmp") + Quoted("a.bmp"));

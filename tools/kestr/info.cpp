@@ -1,6 +1,7 @@
 // kestr info: what files are, by their headers.
 #include <algorithm>
 #include <cstdio>
+#include <vector>
 
 #include "command.h"
 #include "json.h"
@@ -20,12 +21,45 @@ void PrintLines(const std::string& text) {
     }
 }
 
+// More are counted only: a query of a late page walks over all before it.
+constexpr uint32_t kMostPagesListed = 100;
+
+struct CPage {
+    uint32_t width = 0;   // pixels
+    uint32_t height = 0;  // rows
+    uint32_t bits = 0;    // a pixel
+};
+
+// The pages of a file that has several; one that cannot be read has no size.
+std::vector<CPage> QueryPages(const std::filesystem::path& path, const CFileInfo& info) {
+    std::vector<CPage> pages;
+    if (info.pages < 2) return pages;
+    const uint32_t listed = std::min(info.pages, kMostPagesListed);
+    for (uint32_t number = 0; number < listed; ++number) {
+        std::string error;
+        const auto page = QueryFile(path, number, error);
+        pages.push_back(page ? CPage{page->width, page->height, page->bits} : CPage{});
+    }
+    return pages;
+}
+
+void PrintPages(const std::filesystem::path& path, const CFileInfo& info) {
+    if (info.pages < 2) return;
+    std::printf("  Pages: %u\n", static_cast<unsigned>(info.pages));
+    const std::vector<CPage> pages = QueryPages(path, info);
+    for (size_t i = 0; i < pages.size(); ++i) {
+        std::printf("    Page %zu: %u x %u pixels, %u-bit\n", i, pages[i].width, pages[i].height,
+                    pages[i].bits);
+    }
+    if (info.pages > pages.size()) std::printf("    ...\n");
+}
+
 void PrintInfo(const std::filesystem::path& path, const CFileInfo& info) {
     std::printf("%s\n", Display(path).c_str());
     PrintLines(info.description);
     std::printf("  Size: %u x %u pixels, %u-bit\n", static_cast<unsigned>(info.width),
                 static_cast<unsigned>(info.height), static_cast<unsigned>(info.bits));
-    if (info.pages > 1) std::printf("  Pages: %u\n", static_cast<unsigned>(info.pages));
+    PrintPages(path, info);
     std::printf("  Type id: %d\n", static_cast<int>(info.typeId));
     if (!info.cameraDate.empty()) std::printf("  Taken: %s\n", info.cameraDate.c_str());
     PrintLines(info.cameraInfo);
@@ -43,6 +77,18 @@ std::string Json(const CLabelledTexts& texts) {
     return JsonArray(values);
 }
 
+std::string Json(const std::vector<CPage>& pages) {
+    std::vector<std::string> values;
+    for (const CPage& page : pages) {
+        values.push_back(CJsonObject()
+                             .Add("width", page.width)
+                             .Add("height", page.height)
+                             .Add("bits", page.bits)
+                             .Text());
+    }
+    return JsonArray(values);
+}
+
 // The names are told in docs/json.md and stay as they are.
 std::string Json(const std::filesystem::path& path, const CFileInfo& info) {
     const CProfile profile = QueryProfile(path);
@@ -54,6 +100,7 @@ std::string Json(const std::filesystem::path& path, const CFileInfo& info) {
         .Add("height", info.height)
         .Add("bits", info.bits)
         .Add("pages", info.pages)
+        .AddValue("pageList", Json(QueryPages(path, info)))
         .Add("mcuWidth", info.mcuWidth)
         .Add("mcuHeight", info.mcuHeight)
         .Add("description", info.description)
