@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 
 namespace kestr {
@@ -24,6 +25,7 @@ public:
 
 private:
     bool NextPacket();
+    uint8_t* ReadWholePackets(uint8_t* out, const uint8_t* end);
 
     std::span<const uint8_t> m_data;
     size_t m_at = 0;
@@ -36,5 +38,11 @@ private:
 /// Bytes at the start of `data` whose packets make `count` bytes; all of them when they are short.
 /// A last packet that makes more counts whole.
 [[nodiscard]] size_t PackedLength(std::span<const uint8_t> data, uint64_t count);
+
+/// The same for rows whose packed lengths are known, 16 bits each, big-endian, if every row is
+/// packed by itself and as long as it should be; else nothing.
+[[nodiscard]] std::optional<size_t> LengthOfWholeRows(std::span<const uint8_t> data,
+                                                      std::span<const uint8_t> lengths,
+                                                      uint64_t rowBytes);
 
 }  // namespace kestr

@@ -8,6 +8,7 @@
 
 #include "base/byte_cursor.h"
 #include "base/messages.h"
+#include "base/pixel_planes.h"
 #include "base/stated_size.h"
 #include "formats/pcx.h"
 #include "readers/reader_registry.h"
@@ -32,35 +33,50 @@ constexpr int kPasses = 2;
 /// The bytes behind the runs of a file.
 class CPCXReader::CRuns {
 public:
-    CRuns(std::span<const uint8_t> file, size_t start) : m_file(file), m_at(start) {}
+    CRuns(std::span<const uint8_t> file, size_t start)
+        : m_file(file), m_at(std::min(start, file.size())) {}
 
-    /// Fills `line`; what the file no longer holds is left as it is. False at the end of the file.
+    /// Fills `line`; what the file no longer holds is 0. False at the end of the file.
     bool Fill(std::span<uint8_t> line) {
-        size_t filled = 0;
-        while (filled < line.size()) {
-            if (m_left == 0 && !NextRun()) return false;
-            const size_t count = std::min(m_left, line.size() - filled);
-            std::memset(line.data() + filled, m_value, count);
-            filled += count;
-            m_left -= count;
+        uint8_t* out = line.data();
+        uint8_t* const end = out + line.size();
+        for (;;) {
+            const size_t piece = std::min(m_left, static_cast<size_t>(end - out));
+            // Most runs are short: a fill of a fixed size is quicker, where there is room for it.
+            if (piece <= kShortRun && static_cast<size_t>(end - out) >= kShortRun) {
+                std::memset(out, m_value, kShortRun);
+            } else {
+                std::memset(out, m_value, piece);
+            }
+            m_left -= piece;
+            out += piece;
+            // Bytes without a count come one behind the other.
+            while (out != end && m_at < m_file.size() && m_file[m_at] < kCount) {
+                *out++ = m_file[m_at++];
+            }
+            if (out == end) return true;
+            if (!NextRun()) {
+                std::memset(out, 0, static_cast<size_t>(end - out));
+                return false;
+            }
         }
-        return true;
     }
     [[nodiscard]] size_t Position() const { return m_at; }
 
 private:
+    static constexpr uint8_t kCount = 0xC0;  // from here on the low six bits are a count
+    static constexpr size_t kShortRun = 16;
+
+    /// Goes to the next count and its value.
     bool NextRun() {
-        while (m_at < m_file.size()) {
-            m_value = m_file[m_at++];
-            m_left = 1;
-            if (m_value < 0xC0) return true;
-            m_left = m_value & 63;
-            if (m_at >= m_file.size()) break;
-            m_value = m_file[m_at++];
-            if (m_left != 0) return true;
+        if (m_file.size() - m_at < 2) {
+            m_at = m_file.size();
+            return false;
         }
-        m_left = 0;
-        return false;
+        m_left = m_file[m_at] & 63;
+        m_value = m_file[m_at + 1];
+        m_at += 2;
+        return true;
     }
 
     std::span<const uint8_t> m_file;
@@ -147,7 +163,6 @@ bool CPCXReader::DecodePlanes(CRuns& runs) {
         ReportProgress(static_cast<uint32_t>(y), kDecodePass, kPasses);
         uint8_t* row = m_buffer.data() + static_cast<size_t>(y) * m_bufferRow;
         for (int plane = 0; plane < m_header.planes; ++plane) {
-            std::ranges::fill(line, uint8_t{0});
             const bool whole = runs.Fill(line);
             if (!merged) {
                 std::memcpy(row, line.data(), std::min(m_bufferRow, line.size()));
@@ -169,18 +184,16 @@ bool CPCXReader::Decode24(CRuns& runs) {
     const auto width = static_cast<size_t>(m_header.width);
     m_bufferRow = 3 * width;
     m_buffer.ResizeZeroed(m_bufferRow * static_cast<size_t>(m_header.height));
-    std::vector<uint8_t> line(m_header.planeLine);
-    const size_t used = std::min(width, line.size());
+    const size_t planeLine = m_header.planeLine;
+    std::vector<uint8_t> lines(3 * planeLine);  // red, green, blue
+    const uint8_t* const red = lines.data();
     for (int y = 0; y < m_header.height; ++y) {
         if (CheckAbort()) return false;
         ReportProgress(static_cast<uint32_t>(y), kDecodePass, kPasses);
-        uint8_t* row = m_buffer.data() + static_cast<size_t>(y) * m_bufferRow;
-        for (size_t plane = 0; plane < 3; ++plane) {  // red, green, blue
-            std::ranges::fill(line, uint8_t{0});
-            const bool whole = runs.Fill(line);
-            for (size_t x = 0; x < used; ++x) row[3 * x + 2 - plane] = line[x];
-            if (!whole) return true;
-        }
+        const bool whole = runs.Fill(lines);
+        JoinPlanes(red, red + planeLine, red + 2 * planeLine, std::min(width, planeLine),
+                   m_buffer.data() + static_cast<size_t>(y) * m_bufferRow);
+        if (!whole) return true;
     }
     return true;
 }

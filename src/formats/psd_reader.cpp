@@ -11,6 +11,7 @@
 #include "base/float_tone.h"
 #include "base/format_text.h"
 #include "base/messages.h"
+#include "base/pixel_planes.h"
 #include "base/stated_size.h"
 #include "color/lab.h"
 #include "formats/jpeg_reader.h"
@@ -45,16 +46,6 @@ constexpr uint64_t kMostPerPackedByte = 512;
 
 uint16_t Sample16(const uint8_t* bytes) {
     return LoadNumber<uint16_t, std::endian::big>(bytes);
-}
-
-KESTR_VECTOR_CLONES
-void JoinPlanes8(const uint8_t* red, const uint8_t* green, const uint8_t* blue, size_t width,
-                 uint8_t* bgr) {
-    for (size_t x = 0; x < width; ++x) {
-        bgr[3 * x] = blue[x];
-        bgr[3 * x + 1] = green[x];
-        bgr[3 * x + 2] = red[x];
-    }
 }
 
 KESTR_VECTOR_CLONES
@@ -359,18 +350,27 @@ bool CPSDReader::Compose() {
 
 /// Finds where each plane of the composite begins; its rows are unpacked when they are delivered.
 bool CPSDReader::StartPlanes() {
-    const uint64_t planeBytes = m_header.RowBytes() * m_header.height;
+    const uint64_t rowBytes = m_header.RowBytes();
+    const uint64_t tableBytes = uint64_t{m_header.height} * 2;  // of a plane
     uint64_t at = m_dataStart;
-    if (m_compressed) at += uint64_t{m_header.channels} * m_header.height * 2;
+    if (m_compressed) at += m_header.channels * tableBytes;
     for (size_t plane = 0; plane < m_header.Planes(); ++plane) {
         if (CheckAbort()) return false;
         const auto rest = SubRange(m_file.Bytes(), at);
-        const bool last = plane + 1 == m_header.Planes();
-        const uint64_t taken = !m_compressed ? planeBytes
-                               : last        ? rest.size()
-                                             : PackedLength(rest, planeBytes);
+        uint64_t taken = rowBytes * m_header.height;
+        if (m_compressed && plane + 1 == m_header.Planes()) {
+            taken = rest.size();
+        } else if (m_compressed) {
+            // The packets decide where a plane ends; the table only helps to find it.
+            const auto table =
+                SubRange(m_file.Bytes(), m_dataStart + plane * tableBytes, tableBytes);
+            const auto length = plane < m_header.channels && table.size() == tableBytes
+                                    ? LengthOfWholeRows(rest, table, rowBytes)
+                                    : std::nullopt;
+            taken = length ? *length : PackedLength(rest, taken);
+        }
         m_planes[plane] = {SubRange(rest, 0, taken), m_compressed};
-        m_rows[plane].resize(static_cast<size_t>(m_header.RowBytes()));
+        m_rows[plane].resize(static_cast<size_t>(rowBytes));
         at += taken;
     }
     return true;
@@ -405,7 +405,7 @@ void CPSDReader::DeliverRow(uint8_t* destination) {
     uint16_t* const deep = m_bits16.empty() ? nullptr : m_bits16.data() + m_rowsRead * samples;
     switch (m_header.mode) {
         case kPSDRGB:
-            if (m_header.depth == 8) JoinPlanes8(row[0], row[1], row[2], width, destination);
+            if (m_header.depth == 8) JoinPlanes(row[0], row[1], row[2], width, destination);
             if (m_header.depth == 16) {
                 JoinPlanes16(row[0], row[1], row[2], width, destination, deep);
             }

@@ -7,13 +7,13 @@
 
 #include "base/byte_cursor.h"
 #include "base/messages.h"
+#include "base/pixel_planes.h"
 #include "formats/psd_layout.h"
 #include "image/image_bits.h"
 #include "image/row_access.h"
 #include "image/writer_registry.h"
 #include "metadata/image_resources.h"
 #include "platform/files.h"
-#include "platform/vector_clones.h"
 #include "readers/type_ids.h"
 
 namespace kestr {
@@ -22,11 +22,6 @@ namespace {
 constexpr size_t kShortestIPTC = 8;
 constexpr size_t kExifMark = 6;          // "Exif" and two NULs, which belong to the JPEG marker
 constexpr size_t kBlockBytes = 1 << 18;  // written at a time
-
-KESTR_VECTOR_CLONES
-void TakeChannel8(const uint8_t* bgr, size_t pixels, uint8_t* samples) {
-    for (size_t x = 0; x < pixels; ++x) samples[x] = bgr[3 * x];
-}
 
 /// Every `step`-th sample, as big-endian bytes.
 void TakeSamples16(const uint16_t* from, size_t pixels, size_t step, uint8_t* samples) {
@@ -176,7 +171,7 @@ void CPSDWriter::FillRow(int32_t y, size_t channel, uint8_t* row) const {
     }
     const uint8_t* const pixels = m_image.RowFromTop(y);
     if (m_bits == 24) {
-        TakeChannel8(pixels + place, width, row);
+        TakeChannel(pixels + place, width, row);
     } else if (m_mode == kPSDBitmap) {
         // In the file a bit that is set is black.
         const auto& palette = m_image.bitmapInfo.Palette();
