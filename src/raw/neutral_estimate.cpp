@@ -2,13 +2,16 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
+#include <utility>
+
+#include "platform/vector_clones.h"
+#include "raw/demosaic_rows.h"
 
 namespace kestr {
 namespace {
 
-constexpr uint32_t kBlock = 4;          // pixels of a side
-constexpr int kSaturatedDistance = 25;  // from white: a sample nearer than that is burnt out
+constexpr uint32_t kBlock = 4;      // pixels of a side
+constexpr int kBurntDistance = 25;  // from white: a sample nearer than that is burnt out
 
 /// The values divided by the largest of those that stand for light; 1.0 for all when none does.
 std::vector<double> Scaled(std::vector<double> values, double largest) {
@@ -20,107 +23,145 @@ std::vector<double> Scaled(std::vector<double> values, double largest) {
     return values;
 }
 
-/// In how many blocks each pixel of a row lies that hold no saturated sample. Blocks overlap: each
-/// place of a block is one. Rows are asked for from the top down.
-class CBlockCounts {
-public:
-    CBlockCounts(const CRawSamples& samples, int limit)
-        : m_samples(samples),
-          m_limit(limit),
-          m_burnt(kBlock * PaddedWidth(), 0),
-          m_columnBlocks(kBlock * samples.width, 0),
-          m_counts(samples.width, 0) {
-        for (uint32_t y = 0; y + 1 < std::min(kBlock, samples.height); ++y) MarkBurnt(y);
-    }
+constexpr size_t kPeriod = 8;        // columns after which a filter pattern repeats
+constexpr size_t kChunk = 32768;     // columns whose sums fit 32 bits
+constexpr size_t kPad = 2 * kBlock;  // places before a row's first block and behind its last
 
-    /// 0..16 for each pixel of row `y`.
-    const uint8_t* Row(uint32_t y) {
-        // Blocks whose top row this is take the place of those that ended above it.
-        uint8_t* columns = m_columnBlocks.data() + size_t{y % kBlock} * m_samples.width;
-        std::memset(columns, 0, m_samples.width);
-        if (m_samples.height > kBlock && y < m_samples.height - kBlock) {
-            MarkBurnt(y + kBlock - 1);
-            CountBlocks(columns);
+KESTR_VECTOR_CLONES void MarkBurnt(const uint16_t* __restrict row, int limit, size_t width,
+                                   uint8_t* __restrict burnt) {
+    for (size_t x = 0; x < width; ++x) burnt[x] = row[x] > limit && row[x] != 0;
+}
+
+/// Which blocks of four rows, by their left column, hold no burnt pixel.
+KESTR_VECTOR_CLONES void FindSoundBlocks(const std::array<const uint8_t*, kBlock>& burnt,
+                                         size_t blocks, uint8_t* __restrict sound) {
+    for (size_t x = 0; x < blocks; ++x) {
+        uint8_t any = 0;
+        for (size_t row = 0; row < kBlock; ++row) {
+            for (size_t i = 0; i < kBlock; ++i) any |= burnt[row][x + i];
         }
-        for (size_t x = 0; x < m_samples.width; ++x) {
-            uint8_t count = 0;
-            for (size_t i = 0; i < kBlock; ++i) count += m_columnBlocks[i * m_samples.width + x];
-            m_counts[x] = count;
+        sound[x] = any ^ 1;
+    }
+}
+
+/// In how many sound blocks of four rows of blocks each pixel lies. `sound` may be read before its
+/// first place.
+KESTR_VECTOR_CLONES void CountSoundBlocks(const std::array<const uint8_t*, kBlock>& sound,
+                                          size_t width, uint8_t* __restrict counts) {
+    for (size_t x = 0; x < width; ++x) {
+        uint8_t count = 0;
+        for (size_t row = 0; row < kBlock; ++row) {
+            for (size_t i = 0; i < kBlock; ++i) count += sound[row][x - i];
         }
-        return m_counts.data();
+        counts[x] = count;
+    }
+}
+
+/// Light above black and samples, each as often as it counts, by column of the pattern.
+struct CRowSums {
+    std::array<uint32_t, kPeriod> light{};
+    std::array<uint32_t, kPeriod> samples{};
+};
+
+/// `row` and `counts` are 0 behind the last pixel, up to a whole period.
+KESTR_VECTOR_CLONES void AddRow(const uint16_t* __restrict row, const uint8_t* __restrict counts,
+                                int black, size_t width, CRowSums& sums) {
+    CRowSums all = sums;
+    for (size_t x = 0; x < width; x += kPeriod) {
+        for (size_t i = 0; i < kPeriod; ++i) {
+            const int light = std::max(row[x + i] - black, 0) * counts[x + i];
+            all.light[i] += static_cast<uint32_t>(light);
+            all.samples[i] += row[x + i] != 0 ? counts[x + i] : 0;
+        }
+    }
+    sums = all;
+}
+
+struct CPlaneSum {
+    uint64_t light = 0;
+    uint64_t samples = 0;
+};
+
+/// Adds up what all blocks without a burnt pixel hold. Blocks overlap: each place of a block is
+/// one.
+class CBlockSums {
+public:
+    CBlockSums(const CRawSensorImage& image, uint16_t black, uint16_t white)
+        : m_image(image),
+          m_black(black),
+          m_limit(white - kBurntDistance),
+          m_rowPlaces(image.samples.width + kPad + kPeriod),
+          m_recorded(kBlock * m_rowPlaces),
+          m_burnt(kBlock * m_rowPlaces),
+          m_sound(kBlock * m_rowPlaces),
+          m_counts(m_rowPlaces) {}
+
+    std::array<CPlaneSum, 4> Run() {
+        const CRawSamples& samples = m_image.samples;
+        // Neither the last row nor the last column of blocks that would fit is looked at.
+        if (samples.width <= kBlock || samples.height <= kBlock) return {};
+        for (uint32_t y = 0; y + 1 < kBlock; ++y) Take(y);
+        for (uint32_t y = 0; y < samples.height; ++y) {
+            // What this overwrites has been added already.
+            if (y + kBlock - 1 < samples.height) Take(y + kBlock - 1);
+            // Blocks whose top row this is take the place of those that ended above it.
+            std::fill_n(Row(m_sound, y), samples.width - kBlock, uint8_t{0});
+            if (y < samples.height - kBlock) {
+                FindSoundBlocks(
+                    {Row(m_burnt, 0), Row(m_burnt, 1), Row(m_burnt, 2), Row(m_burnt, 3)},
+                    samples.width - kBlock, Row(m_sound, y));
+            }
+            CountSoundBlocks({Row(m_sound, 0), Row(m_sound, 1), Row(m_sound, 2), Row(m_sound, 3)},
+                             samples.width, m_counts.data());
+            Add(y);
+        }
+        return m_sums;
     }
 
 private:
-    /// Room for blocks that begin up to three columns before the picture or end behind it.
-    [[nodiscard]] size_t PaddedWidth() const { return size_t{m_samples.width} + 2 * kBlock; }
-
-    void MarkBurnt(uint32_t y) {
-        uint8_t* burnt = m_burnt.data() + (y % kBlock) * PaddedWidth() + kBlock;
-        const uint16_t* pixel = m_samples.Row(y);
-        for (uint32_t x = 0; x < m_samples.width; ++x, pixel += m_samples.colors) {
-            int largest = 0;
-            for (int c = 0; c < m_samples.colors; ++c) largest = std::max(largest, int{pixel[c]});
-            burnt[x] = largest > 0 && largest > m_limit;
-        }
+    template <typename Value>
+    Value* Row(std::vector<Value>& rows, uint32_t y) {
+        return rows.data() + y % kBlock * m_rowPlaces + kBlock;
     }
 
-    /// For each column, the sound blocks of the four rows marked last that it lies in.
-    void CountBlocks(uint8_t* columns) {
-        const size_t step = PaddedWidth();
-        m_sound.assign(step, 0);
-        if (m_samples.width <= kBlock) return;
-        const uint8_t* burnt = m_burnt.data() + kBlock;
-        uint8_t* sound = m_sound.data() + kBlock;
-        for (size_t left = 0; left < m_samples.width - kBlock; ++left) {
-            uint8_t any = 0;
-            for (size_t row = 0; row < kBlock; ++row) {
-                for (size_t i = 0; i < kBlock; ++i) any |= burnt[row * step + left + i];
+    void Take(uint32_t y) {
+        GatherRow(m_image, y, Row(m_recorded, y));
+        MarkBurnt(Row(m_recorded, y), m_limit, m_image.samples.width, Row(m_burnt, y));
+    }
+
+    void Add(uint32_t y) {
+        const size_t width = m_image.samples.width;
+        for (size_t begin = 0; begin < width; begin += kChunk) {
+            CRowSums sums;
+            AddRow(Row(m_recorded, y) + begin, m_counts.data() + begin, m_black,
+                   std::min(kChunk, width - begin), sums);
+            for (uint32_t i = 0; i < kPeriod; ++i) {
+                CPlaneSum& plane = m_sums[m_image.FC(y, i)];
+                plane.light += sums.light[i];
+                plane.samples += sums.samples[i];
             }
-            sound[left] = any ^ 1;
-        }
-        for (size_t x = 0; x < m_samples.width; ++x) {
-            uint8_t count = 0;
-            for (size_t i = 0; i < kBlock; ++i) count += m_sound[kBlock + x - i];
-            columns[x] = count;
         }
     }
 
-    const CRawSamples& m_samples;
-    int m_limit;                          // a sample above it is burnt out
-    std::vector<uint8_t> m_burnt;         // of four rows, by pixel
-    std::vector<uint8_t> m_sound;         // blocks by their left column
-    std::vector<uint8_t> m_columnBlocks;  // of four rows of blocks, by column
+    const CRawSensorImage& m_image;
+    int m_black;
+    int m_limit;         // a sample above it is burnt out
+    size_t m_rowPlaces;  // of the rows below
+    std::vector<uint16_t> m_recorded;
+    std::vector<uint8_t> m_burnt;
+    std::vector<uint8_t> m_sound;
     std::vector<uint8_t> m_counts;
-};
-
-struct CPlaneSum {
-    uint64_t light = 0;  // above black
-    uint64_t samples = 0;
+    std::array<CPlaneSum, 4> m_sums{};
 };
 
 }  // namespace
 
 std::vector<double> EstimateNeutralFromSamples(const CRawSensorImage& image, uint16_t black,
                                                uint16_t white) {
-    const CRawSamples& samples = image.samples;
-    const uint8_t colors = samples.colors;
-    CBlockCounts counts(samples, white - kSaturatedDistance);
-    std::array<CPlaneSum, 4> sums;
-    for (uint32_t y = 0; y < samples.height; ++y) {
-        const uint8_t* blocks = counts.Row(y);
-        const uint16_t* pixel = samples.Row(y);
-        for (uint32_t x = 0; x < samples.width; ++x, pixel += colors) {
-            for (uint8_t c = 0; c < colors; ++c) {
-                if (pixel[c] == 0) continue;
-                const int light = std::max(pixel[c] - black, 0);
-                sums[c].light += static_cast<uint32_t>(light) * blocks[x];
-                sums[c].samples += blocks[x];
-            }
-        }
-    }
-    std::vector<double> neutral(colors, 1.0);
+    const std::array<CPlaneSum, 4> sums = CBlockSums(image, black, white).Run();
+    std::vector<double> neutral(image.samples.colors, 1.0);
     double largest = 0;
-    for (size_t plane = 0; plane < colors; ++plane) {
+    for (size_t plane = 0; plane < neutral.size(); ++plane) {
         if (sums[plane].light == 0) continue;
         neutral[plane] =
             static_cast<double>(sums[plane].light) / static_cast<double>(sums[plane].samples);
@@ -133,22 +174,24 @@ std::vector<double> EstimateNeutralFromBox(const CRawSamples& samples, const CRa
                                            uint16_t limit) {
     std::array<uint64_t, 4> sums{};
     const auto addAll = [&](uint16_t lower, uint16_t upper) {
-        uint64_t pixels = 0;
+        uint64_t count = 0;
         for (uint32_t y = box.y; y < box.y + box.height; ++y) {
             const uint16_t* pixel = samples.Pixel(y, box.x);
             for (uint32_t x = 0; x < box.width; ++x, pixel += samples.colors) {
                 const auto [least, most] = std::minmax_element(pixel, pixel + samples.colors);
                 if (*least < lower || *most > upper) continue;
                 for (uint8_t c = 0; c < samples.colors; ++c) sums[c] += pixel[c];
-                ++pixels;
+                ++count;
             }
         }
-        return pixels;
+        return count;
     };
-    if (addAll(static_cast<uint16_t>(limit >> 4), limit) == 0) addAll(0, 65535);
-    // The sums are the means but for a factor, which goes with the largest.
+    uint64_t pixels = addAll(static_cast<uint16_t>(limit >> 4), limit);
+    if (pixels == 0) pixels = addAll(0, 65535);
     std::vector<double> neutral(samples.colors);
-    for (size_t c = 0; c < neutral.size(); ++c) neutral[c] = static_cast<double>(sums[c]);
+    for (size_t c = 0; c < neutral.size(); ++c) {
+        neutral[c] = pixels == 0 ? 0 : static_cast<double>(sums[c]) / static_cast<double>(pixels);
+    }
     const double largest = std::ranges::max(neutral);
     return Scaled(std::move(neutral), largest);
 }

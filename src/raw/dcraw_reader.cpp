@@ -1,0 +1,140 @@
+#include "raw/dcraw_reader.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "base/callback.h"
+#include "ops/filter_resampler.h"
+#include "ops/pixel_view.h"
+#include "raw/demosaic.h"
+#include "raw/neutral_estimate.h"
+#include "raw/raw_levels.h"
+
+namespace kestr {
+namespace {
+
+constexpr int kWindowedSinc = 7;  // the resampling filter with the sharpest picture
+constexpr int kPixelSamples = 3;
+
+/// The picture inside the margins; empty when they leave nothing.
+CRawBox InnerBox(const CRawSamples& samples, uint32_t marginX, uint32_t marginY) {
+    if (samples.width / 2 < marginX || samples.height / 2 < marginY) return {};
+    return {marginX, marginY, samples.width - 2 * marginX, samples.height - 2 * marginY};
+}
+
+CPixelView<uint16_t> ViewOf(CRawSamples& image) {
+    return View16(image.samples, static_cast<int32_t>(image.width),
+                  static_cast<int32_t>(image.height), kPixelSamples);
+}
+
+}  // namespace
+
+bool CDCRawReader::Load(const KESTR_CHAR* path, int page) {
+    if (!Open(path, page)) return false;
+    if (!NeedsRawDecode()) return true;
+    if (CheckAbort()) return false;
+    PrepareRawDecode();
+    if (CheckAbort() || !Develop()) return false;
+    m_errorText.clear();  // of the refusal that Open() had ready
+    m_has16Bit = true;
+    m_nextRow = 0;
+    if (!m_thumbnailRequested) m_thumbnailWidth = m_thumbnailHeight = 0;
+    return true;
+}
+
+bool CDCRawReader::Develop() {
+    const auto filter = MakeFilterTable(m_cfaPattern, m_cfaRepeat[0], m_cfaRepeat[1], m_colorCount,
+                                        m_cfaPlaneColors);
+    if (!filter || m_whiteLevel == 0) return false;
+    CRawSensorImage image;
+    image.filter = *filter;
+    image.passCount = RawPassCount(m_interpolationMethod, m_colorCount);
+    image.samples = CRawSamples(m_bufferWidth, m_bufferHeight, m_colorCount);
+
+    if (!ReadSensorData(image) || CheckAbort()) return false;
+    if (m_colorCount == kPixelSamples && m_asShotNeutral.empty()) {
+        m_estimatedNeutral = EstimateNeutralFromSamples(image, m_blackLevel, m_whiteLevel);
+        m_asShotNeutral = m_estimatedNeutral;
+        if (CheckAbort()) return false;
+    }
+    if (m_outputHeight != 0 && m_rawHeight != 0) {
+        image.rowScale = static_cast<double>(m_outputHeight) / m_rawHeight;
+    }
+    if (!Demosaic(m_interpolationMethod, image, this,
+                  {.cameraColor = m_cameraColor,
+                   .analogBalance = m_analogBalance,
+                   .neutral = m_asShotNeutral,
+                   .black = m_blackLevel,
+                   .white = m_whiteLevel})) {
+        return false;
+    }
+    AfterInterpolate(image);
+    if (CheckAbort()) return false;
+    ConvertColors(image);
+    return !CheckAbort() && TakeSamples(image.samples);
+}
+
+void CDCRawReader::ConvertColors(CRawSensorImage& image) {
+    m_temperatureOverride = static_cast<uint16_t>(callback::ColorTemperature(m_session));
+    if (m_colorCount == 4 && m_asShotNeutral.empty()) {
+        m_estimatedNeutral = EstimateNeutralFromBox(
+            image.samples, InnerBox(image.samples, m_marginX, m_marginY), m_clipLevel);
+        m_asShotNeutral = m_estimatedNeutral;
+    }
+    const auto processor = CreateRawProcessor(callback::UseCIECAM02(m_session), m_cameraColor);
+    const CRawPass pass{.neutral = m_asShotNeutral,
+                        .analogBalance = m_analogBalance,
+                        .black = m_blackLevel,
+                        .white = m_whiteLevel,
+                        .temperature = m_temperatureOverride,
+                        .reader = this,
+                        .passIndex = image.passIndex + 1,
+                        .passCount = image.passCount,
+                        .rowScale = image.rowScale,
+                        .marginX = m_marginX,
+                        .marginY = m_marginY};
+    m_histograms = {};
+    m_colorTemperature = m_colorCount == 4 ? processor->Process4(pass, image.samples, m_histograms)
+                                           : processor->Process3(pass, image.samples, m_histograms);
+}
+
+bool CDCRawReader::TakeSamples(CRawSamples& samples) {
+    if (!samples.Compact(m_marginX, m_marginY)) return false;
+    if (m_outputWidth != 0 && m_outputHeight != 0) {
+        CRawSamples resampled(m_outputWidth, m_outputHeight, kPixelSamples);
+        ResampleFiltered(ViewOf(samples), ViewOf(resampled), kWindowedSinc);
+        samples = std::move(resampled);
+    }
+    // What the picture has is what is delivered, also where Open() has said something else.
+    m_bitmapInfo.SetFormat(24, static_cast<int32_t>(samples.width),
+                           static_cast<int32_t>(samples.height));
+    m_bits16 = std::move(samples.samples);
+
+    if (std::ranges::any_of(m_histograms[0], [](uint32_t bin) { return bin != 0; })) {
+        const auto levels =
+            LevelsFromHistograms(m_histograms, uint64_t{samples.width} * samples.height,
+                                 m_lowClipPerMille, m_highClipPerMille);
+        m_levelsBlack = levels.black;
+        m_levelsWhite = levels.white;
+    }
+    return true;
+}
+
+void CDCRawReader::SetRawSize(uint32_t width, uint32_t height, uint32_t bufferWidth,
+                              uint32_t bufferHeight) {
+    m_rawWidth = width;
+    m_rawHeight = height;
+    m_bufferWidth = bufferWidth != 0 ? bufferWidth : width;
+    m_bufferHeight = bufferHeight != 0 ? bufferHeight : height;
+}
+
+bool CDCRawReader::ReadLine8(uint8_t* destination) {
+    const auto rowSamples = static_cast<size_t>(m_bitmapInfo.Width()) * kPixelSamples;
+    if (rowSamples == 0 || m_nextRow >= m_bits16.size() / rowSamples) return false;
+    const uint16_t* row = m_bits16.data() + m_nextRow * rowSamples;
+    for (size_t i = 0; i < rowSamples; ++i) destination[i] = static_cast<uint8_t>(row[i] >> 8);
+    ++m_nextRow;
+    return true;
+}
+
+}  // namespace kestr
