@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 #include <exception>
+#include <type_traits>
 #include <vector>
 
 #include "base/messages.h"
@@ -16,8 +18,11 @@
 namespace kestr {
 namespace {
 
-// Pixels of a tile's side: its rows, and as many lines of the other picture, stay in the cache.
-constexpr int32_t kTile = 64;
+// A tile of the destination, whose rows stay in the cache with as many lines of the source: the
+// tiles of a column of them follow each other, so that source rows are read along.
+constexpr int32_t kTileColumns = 128;
+constexpr int32_t kTileRows = 64;
+constexpr int32_t kStripRows = 64;  // rows of packed pixels that are turned at a time
 
 /// Source rows run along destination columns. The walk along a destination row starts at `corner`,
 /// the source pixel of destination (0, 0), and goes by `along` samples; the next destination row
@@ -36,16 +41,81 @@ CTurn<Sample> MakeTurn(const CPixelView<Sample>& source, bool clockwise) {
             -source.channels};
 }
 
+/// Four samples as one number, the first one lowest.
+template <typename Sample>
+using CFour = std::conditional_t<sizeof(Sample) == 1, uint32_t, uint64_t>;
+static_assert(std::endian::native == std::endian::little);
+
+template <typename Sample>
+KESTR_INLINE CFour<Sample> ReadFour(const Sample* from) {
+    CFour<Sample> four;
+    std::memcpy(&four, from, sizeof(four));
+    return four;
+}
+
+/// Writes four pixels side by side. Of three channels, each is read with the sample behind it.
+template <int kChannels, typename Sample>
+KESTR_INLINE void WriteFourPixels(const std::array<const Sample*, 4>& from, Sample* to) {
+    using Four = CFour<Sample>;
+    constexpr int kBits = 8 * sizeof(Sample);
+    if constexpr (kChannels == 1) {
+        Four four = 0;
+        for (size_t i = 0; i < 4; ++i) four |= Four{*from[i]} << i * kBits;
+        std::memcpy(to, &four, sizeof(four));
+    } else {
+        constexpr Four kPixel = ~Four{0} >> kBits;
+        const Four first = ReadFour(from[0]) & kPixel;
+        const Four second = ReadFour(from[1]) & kPixel;
+        const Four third = ReadFour(from[2]) & kPixel;
+        const Four fourth = ReadFour(from[3]);
+        const std::array<Four, 3> pixels{first | second << 3 * kBits,
+                                         second >> kBits | third << 2 * kBits,
+                                         third >> 2 * kBits | fourth << kBits};
+        std::memcpy(to, pixels.data(), sizeof(pixels));
+    }
+}
+
+/// Pixels one by one.
+template <int kChannels, typename Sample>
+void TurnSingly(const CTurn<Sample>& turn, const CPixelView<Sample>& destination, int32_t left,
+                int32_t top, int32_t right, int32_t bottom) {
+    for (int32_t x = left; x < right; ++x) {
+        const Sample* from = turn.corner + x * turn.along + top * turn.down;
+        for (int32_t y = top; y < bottom; ++y, from += turn.down) {
+            std::copy_n(from, kChannels, destination.Row(y) + ptrdiff_t{x} * kChannels);
+        }
+    }
+}
+
 template <int kChannels, typename Sample>
 void TurnTile(const CTurn<Sample>& turn, const CPixelView<Sample>& destination, int32_t left,
               int32_t top, int32_t right, int32_t bottom) {
-    for (int32_t y = top; y < bottom; ++y) {
-        const Sample* from = turn.corner + y * turn.down + left * turn.along;
-        Sample* to = destination.Row(y) + ptrdiff_t{left} * kChannels;
-        for (int32_t x = left; x < right; ++x) {
-            for (int c = 0; c < kChannels; ++c) to[c] = from[c];
-            from += turn.along;
-            to += kChannels;
+    // Destination lines of the tile below are asked for when this tile comes to a line's columns.
+    constexpr int32_t kLinePixels = 64 / (kChannels * sizeof(Sample)) / 4 * 4;
+    int32_t x = left;
+    for (; x + 4 <= right; x += 4) {
+        std::array<const Sample*, 4> from;
+        for (int i = 0; i < 4; ++i) {
+            from[static_cast<size_t>(i)] = turn.corner + (x + i) * turn.along + top * turn.down;
+        }
+        const bool newLine = (x - left) % kLinePixels == 0;
+        for (int32_t y = top; y < bottom; ++y) {
+            Sample* const to = destination.Row(y) + ptrdiff_t{x} * kChannels;
+            WriteFourPixels<kChannels>(from, to);
+            if (newLine) __builtin_prefetch(to + kTileRows * destination.rowStep, 1);
+            for (const Sample*& pixel : from) pixel += turn.down;
+        }
+    }
+    TurnSingly<kChannels>(turn, destination, x, top, right, bottom);
+}
+
+template <int kChannels, typename Sample>
+void TurnChannels(const CTurn<Sample>& turn, const CPixelView<Sample>& destination, int32_t top,
+                  int32_t bottom) {
+    for (int32_t left = 0; left < destination.width; left += kTileColumns) {
+        const int32_t right = std::min(left + kTileColumns, destination.width);
+        for (int32_t y = top; y < bottom; y += kTileRows) {
+            TurnTile<kChannels>(turn, destination, left, y, right, std::min(y + kTileRows, bottom));
         }
     }
 }
@@ -55,14 +125,13 @@ template <typename Sample>
 void TurnPixels(const CPixelView<Sample>& source, const CPixelView<Sample>& destination,
                 bool clockwise) {
     const CTurn<Sample> turn = MakeTurn(source, clockwise);
-    for (int32_t top = 0; top < destination.height; top += kTile) {
-        const int32_t bottom = std::min(top + kTile, destination.height);
-        for (int32_t left = 0; left < destination.width; left += kTile) {
-            const int32_t right = std::min(left + kTile, destination.width);
-            source.channels == 3 ? TurnTile<3>(turn, destination, left, top, right, bottom)
-                                 : TurnTile<1>(turn, destination, left, top, right, bottom);
-        }
-    }
+    const int32_t width = destination.width;
+    const int32_t height = destination.height;
+    if (source.channels == 1) return TurnChannels<1>(turn, destination, 0, height);
+    // Behind the source's last column nothing may be read.
+    const int32_t last = clockwise ? height - 1 : 0;
+    TurnSingly<3>(turn, destination, 0, last, width, last + 1);
+    TurnChannels<3>(turn, destination, clockwise ? 0 : 1, clockwise ? height - 1 : height);
 }
 
 /// Turns pixels of 1 or 4 bits: a strip of source rows, whose pixels come to lie in whole bytes of
@@ -74,10 +143,10 @@ void TurnPackedPixels(const CPixelBytes& pixels, const CBitmapInfo& info, CPixel
     const int32_t height = info.Height();
     const auto rowBytes = static_cast<size_t>(info.RowBytes());
     const auto turnedRowBytes = static_cast<size_t>(turnedInfo.RowBytes());
-    std::vector<uint8_t> strip(static_cast<size_t>(width) * kTile);
+    std::vector<uint8_t> strip(static_cast<size_t>(width) * kStripRows);
     std::vector<uint8_t> turnedStrip(strip.size());
-    for (int32_t left = 0; left < height; left += kTile) {
-        const int32_t columns = std::min(kTile, height - left);
+    for (int32_t left = 0; left < height; left += kStripRows) {
+        const int32_t columns = std::min(kStripRows, height - left);
         // Destination column x is source row `height - 1 - x` or `x`.
         const int32_t firstRow = clockwise ? height - left - columns : left;
         for (int32_t i = 0; i < columns; ++i) {
