@@ -50,7 +50,7 @@ void CImageBits::OpBrighter(int percent, int undo) {
             for (int32_t i = 0; i < 65536; ++i) {
                 table[static_cast<size_t>(i)] = AddPercent(i, m_percent);
             }
-            CSpillMap<uint16_t>(std::move(table), 0, CPercentScale::ForAdding(m_percent)).Map(view);
+            CSpillMap<uint16_t>(std::move(table)).Map(view);
         }
         void Apply8(CPixelBytes& pixels, CBitmapInfo& info, bool gray) override {
             RunPixel8Ops(info, pixels, gray, BrighterOps(m_percent));

@@ -5,10 +5,10 @@
 #include <vector>
 
 #include "ops/operation.h"
-#include "ops/percent_scale.h"
 #include "ops/pixel8_ops.h"
 #include "ops/pixel_format.h"
 #include "ops/spill_map.h"
+#include "platform/vector_clones.h"
 
 namespace kestr {
 namespace {
@@ -22,21 +22,33 @@ int32_t MeanOfSum(uint32_t sum, int32_t width, int32_t height) {
 /// Sum of the means of the channels of 24-bit pixels, or of the levels of 8-bit ones; of samples of
 /// 16 bits, the high bytes.
 template <typename Sample>
-uint32_t SumOfLevels(const CPixelView<Sample>& pixels) {
+KESTR_INLINE uint32_t SumOfRow(const Sample* row, size_t pixels, int channels) {
     constexpr int kShift = 8 * (sizeof(Sample) - 1);
     uint32_t sum = 0;
-    for (int32_t y = 0; y < pixels.height; ++y) {
-        const Sample* const row = pixels.Row(y);
-        const size_t count = pixels.RowSamples();
-        if (pixels.channels == 3) {
-            for (size_t i = 0; i < count; i += 3) {
-                const uint32_t channels =
-                    (row[i] >> kShift) + (row[i + 1] >> kShift) + (row[i + 2] >> kShift);
-                sum += channels * 21846 >> 16;  // a third, exact up to 32767
-            }
-        } else {
-            for (size_t i = 0; i < count; ++i) sum += row[i] >> kShift;
+    if (channels == 3) {
+        for (size_t i = 0; i < pixels; ++i) {
+            const auto level = static_cast<uint16_t>(
+                (row[3 * i] >> kShift) + (row[3 * i + 1] >> kShift) + (row[3 * i + 2] >> kShift));
+            // A third, exact up to 32767.
+            sum += static_cast<uint16_t>(level * uint32_t{21846} >> 16);
         }
+    } else {
+        for (size_t i = 0; i < pixels; ++i) sum += row[i] >> kShift;
+    }
+    return sum;
+}
+KESTR_VECTOR_CLONES uint32_t SumRow(const uint8_t* row, size_t pixels, int channels) {
+    return SumOfRow(row, pixels, channels);
+}
+KESTR_VECTOR_CLONES uint32_t SumRow(const uint16_t* row, size_t pixels, int channels) {
+    return SumOfRow(row, pixels, channels);
+}
+
+template <typename Sample>
+uint32_t SumOfLevels(const CPixelView<Sample>& pixels) {
+    uint32_t sum = 0;
+    for (int32_t y = 0; y < pixels.height; ++y) {
+        sum += SumRow(pixels.Row(y), static_cast<size_t>(pixels.width), pixels.channels);
     }
     return sum;
 }
@@ -69,10 +81,7 @@ CSpillMap<Sample> MakeContrastMap(int percent, int32_t mean) {
         const int32_t distance = static_cast<int32_t>(i) - mean;
         table[i] = static_cast<int32_t>(distance * factor) + mean;
     }
-    const CPercentScale scale = percent < -100
-                                    ? CPercentScale()
-                                    : CPercentScale(static_cast<uint32_t>(100 + percent), false);
-    return CSpillMap<Sample>(std::move(table), mean, scale);
+    return CSpillMap<Sample>(std::move(table), mean, percent + 100);
 }
 
 class ContrastOps final : public Pixel8Ops {
