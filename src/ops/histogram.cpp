@@ -1,6 +1,9 @@
 #include "ops/histogram.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
+#include <cstring>
 #include <vector>
 
 #include "base/luminance.h"
@@ -13,34 +16,54 @@ uint8_t RoundedLuminance(uint8_t red, uint8_t green, uint8_t blue) {
     return static_cast<uint8_t>(std::min(255u, (LuminanceSum(red, green, blue) + 127) >> 8));
 }
 
-/// Two sets of counters, for every other pixel each: neighbours are often alike, and a counter that
-/// was just written takes a while to be read again.
+/// Four sets of counters, for every fourth pixel each: neighbours are often alike, and a counter
+/// that was just written takes a while to be read again.
 struct CCounters {
-    std::array<CHistogram, 2> sets;
+    static constexpr size_t kSets = 4;
+    std::array<CHistogram, kSets> sets;
 
     template <bool kLuminance>
+    static void CountPixel(CHistogram& set, uint8_t blue, uint8_t green, uint8_t red) {
+        ++set.blue[blue];
+        ++set.green[green];
+        ++set.red[red];
+        if constexpr (kLuminance) ++set.combined[RoundedLuminance(red, green, blue)];
+    }
+    template <bool kLuminance>
     void Row24(const uint8_t* row, size_t pixels) {
-        for (size_t i = 0; i < pixels; ++i, row += 3) {
-            CHistogram& set = sets[i % 2];
-            ++set.blue[row[0]];
-            ++set.green[row[1]];
-            ++set.red[row[2]];
-            if constexpr (kLuminance) {
-                ++set.combined[RoundedLuminance(row[2], row[1], row[0])];
-            }
+        size_t i = 0;
+        for (; i + kSets <= pixels; i += kSets, row += 3 * kSets) {
+            // Twelve samples by two reads.
+            uint64_t low = 0;
+            uint32_t high = 0;
+            std::memcpy(&low, row, sizeof(low));
+            std::memcpy(&high, row + sizeof(low), sizeof(high));
+            const auto sample = [](uint64_t samples, int at) {
+                return static_cast<uint8_t>(samples >> 8 * at);
+            };
+            CountPixel<kLuminance>(sets[0], sample(low, 0), sample(low, 1), sample(low, 2));
+            CountPixel<kLuminance>(sets[1], sample(low, 3), sample(low, 4), sample(low, 5));
+            CountPixel<kLuminance>(sets[2], sample(low, 6), sample(low, 7), sample(high, 0));
+            CountPixel<kLuminance>(sets[3], sample(high, 1), sample(high, 2), sample(high, 3));
+        }
+        for (; i < pixels; ++i, row += 3) {
+            CountPixel<kLuminance>(sets[0], row[0], row[1], row[2]);
         }
     }
     [[nodiscard]] CHistogram Sum() const {
         CHistogram sum = sets[0];
-        for (size_t i = 0; i < 256; ++i) {
-            sum.combined[i] += sets[1].combined[i];
-            sum.red[i] += sets[1].red[i];
-            sum.green[i] += sets[1].green[i];
-            sum.blue[i] += sets[1].blue[i];
+        for (size_t set = 1; set < kSets; ++set) {
+            for (size_t i = 0; i < 256; ++i) {
+                sum.combined[i] += sets[set].combined[i];
+                sum.red[i] += sets[set].red[i];
+                sum.green[i] += sets[set].green[i];
+                sum.blue[i] += sets[set].blue[i];
+            }
         }
         return sum;
     }
 };
+static_assert(std::endian::native == std::endian::little);
 
 CHistogram Count24(const CImageBits& image, bool luminance, size_t firstRow, size_t lastRow,
                    size_t pixels) {

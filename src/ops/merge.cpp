@@ -2,43 +2,67 @@
 
 #include <algorithm>
 #include <array>
-#include <type_traits>
+#include <cstring>
 
 #include "base/integer_root.h"
+#include "platform/vector_clones.h"
 
 namespace kestr {
 namespace {
 
 /// One sample of `keep` percent destination: exact for all differences of 16 bits.
 template <typename Sample>
-Sample Blend(Sample source, Sample destination, uint8_t keep) {
+KESTR_INLINE Sample Blend(Sample source, Sample destination, uint8_t keep) {
     const bool above = source > destination;
     const Sample difference = above ? static_cast<Sample>(source - destination)
                                     : static_cast<Sample>(destination - source);
-    uint32_t part = 0;
     if constexpr (sizeof(Sample) == 1) {
         // (v * 5243) >> 19 is v / 100 for v below 43699.
-        const auto product = static_cast<uint16_t>(difference * keep);
-        part = (product * uint32_t{5243}) >> 19;
+        const auto product = static_cast<uint16_t>(uint16_t{difference} * uint16_t{keep});
+        const auto part = static_cast<uint16_t>((product * uint32_t{5243} >> 16) >> 3);
+        return static_cast<Sample>(above ? source - part : source + part);
     } else {
         // Products stay below 2^24, so that a single divides them exactly enough to truncate.
         const auto product = static_cast<float>(static_cast<int32_t>(difference) * keep);
-        part = static_cast<uint32_t>(static_cast<int32_t>(product / 100.0F));
+        const auto part = static_cast<int32_t>(product / 100.0F);
+        return static_cast<Sample>(above ? source - part : source + part);
     }
-    return static_cast<Sample>(above ? source - part : source + part);
 }
 
-/// Blends pixels from `begin` to `end` of a row by one percentage a pixel.
-template <int kChannels, typename Sample>
-void BlendRow(const Sample* source, Sample* destination, const uint8_t* keep, size_t begin,
+template <typename Sample>
+KESTR_INLINE void BlendEach(const Sample* source, Sample* destination, const uint8_t* keep,
+                            size_t count) {
+    for (size_t i = 0; i < count; ++i) destination[i] = Blend(source[i], destination[i], keep[i]);
+}
+KESTR_VECTOR_CLONES void BlendSamples(const uint8_t* source, uint8_t* destination,
+                                      const uint8_t* keep, size_t count) {
+    BlendEach(source, destination, keep, count);
+}
+KESTR_VECTOR_CLONES void BlendSamples(const uint16_t* source, uint16_t* destination,
+                                      const uint8_t* keep, size_t count) {
+    BlendEach(source, destination, keep, count);
+}
+
+/// Room for one percentage a sample of a row, and for what the last pixel writes behind it.
+std::vector<uint8_t> MakeKeepRow(size_t width, size_t channels) {
+    return std::vector<uint8_t>(width * channels + sizeof(uint32_t));
+}
+
+/// Blends pixels from `begin` to `end` of a row by `keepOf` each.
+template <int kChannels, typename Sample, typename KeepOf>
+void BlendRow(const Sample* source, Sample* destination, const KeepOf& keepOf, size_t begin,
               size_t end, std::vector<uint8_t>& keepOfSamples) {
+    uint8_t* const keep = keepOfSamples.data();
     for (size_t x = begin; x < end; ++x) {
-        for (size_t c = 0; c < kChannels; ++c) keepOfSamples[x * kChannels + c] = keep[x];
+        if constexpr (kChannels == 1) {
+            keep[x] = keepOf(x);
+        } else {
+            const uint32_t four = keepOf(x) * uint32_t{0x01010101};
+            std::memcpy(keep + x * kChannels, &four, sizeof(four));
+        }
     }
-    const uint8_t* percent = keepOfSamples.data();
-    for (size_t i = begin * kChannels; i < end * kChannels; ++i) {
-        destination[i] = Blend(source[i], destination[i], percent[i]);
-    }
+    BlendSamples(source + begin * kChannels, destination + begin * kChannels,
+                 keep + begin * kChannels, (end - begin) * kChannels);
 }
 
 /// What one distance to an edge adds to the square of the percentage kept. The feather is unsigned:
@@ -63,15 +87,15 @@ std::vector<uint32_t> EdgeTerms(int32_t length, uint32_t feather) {
 class CKeepTable {
 public:
     explicit CKeepTable(uint32_t base) {
-        for (uint32_t sum = 0; sum < kSums; ++sum) {
+        for (uint32_t sum = 0; sum <= kSums; ++sum) {
             m_keep[sum] = static_cast<uint8_t>(std::min(100u, RoundedRoot(sum) + base));
         }
     }
-    uint8_t operator[](uint32_t sum) const { return sum < kSums ? m_keep[sum] : uint8_t{100}; }
+    uint8_t operator[](uint32_t sum) const { return m_keep[std::min(sum, kSums)]; }
 
 private:
     static constexpr uint32_t kSums = 10000;
-    std::array<uint8_t, kSums> m_keep;
+    std::array<uint8_t, kSums + 1> m_keep;
 };
 
 template <int kChannels, typename Sample>
@@ -83,13 +107,11 @@ void MergeMasked(const CPixelView<const Sample>& source, const CPixelView<Sample
         keepOfMask[m] = static_cast<uint8_t>(100 - share * 100 / 255);
     }
     const auto width = static_cast<size_t>(source.width);
-    std::vector<uint8_t> keep(width);
-    std::vector<uint8_t> keepOfSamples(width * kChannels);
+    std::vector<uint8_t> keepOfSamples = MakeKeepRow(width, kChannels);
     for (int32_t y = 0; y < source.height; ++y) {
         const uint8_t* mask = rule.mask + static_cast<size_t>(y) * rule.maskStep;
-        for (size_t x = 0; x < width; ++x) keep[x] = keepOfMask[mask[x]];
-        BlendRow<kChannels>(source.Row(y), destination.Row(y), keep.data(), 0, width,
-                            keepOfSamples);
+        const auto keepOf = [&](size_t x) { return keepOfMask[mask[x]]; };
+        BlendRow<kChannels>(source.Row(y), destination.Row(y), keepOf, 0, width, keepOfSamples);
     }
 }
 
@@ -108,21 +130,19 @@ void MergeFeathered(const CPixelView<const Sample>& source, const CPixelView<Sam
     const auto innerBegin = static_cast<size_t>(firstZero - columns.begin());
     const auto innerEnd =
         static_cast<size_t>(std::find_if_not(firstZero, columns.end(), isZero) - columns.begin());
-    std::vector<uint8_t> keep(width);
-    std::vector<uint8_t> keepOfSamples(width * kChannels);
+    std::vector<uint8_t> keepOfSamples = MakeKeepRow(width, kChannels);
     for (int32_t y = 0; y < source.height; ++y) {
         const Sample* from = source.Row(y);
         Sample* to = destination.Row(y);
         const uint32_t rowTerm = rows[static_cast<size_t>(y)];
         const bool copyInner = rowTerm == 0 && base == 0;
         const size_t leftEnd = copyInner ? innerBegin : width;
-        for (size_t x = 0; x < leftEnd; ++x) keep[x] = table[columns[x] + rowTerm];
-        BlendRow<kChannels>(from, to, keep.data(), 0, leftEnd, keepOfSamples);
+        const auto keepOf = [&](size_t x) { return table[columns[x] + rowTerm]; };
+        BlendRow<kChannels>(from, to, keepOf, 0, leftEnd, keepOfSamples);
         if (!copyInner) continue;
         std::copy(from + innerBegin * kChannels, from + innerEnd * kChannels,
                   to + innerBegin * kChannels);
-        for (size_t x = innerEnd; x < width; ++x) keep[x] = table[columns[x]];
-        BlendRow<kChannels>(from, to, keep.data(), innerEnd, width, keepOfSamples);
+        BlendRow<kChannels>(from, to, keepOf, innerEnd, width, keepOfSamples);
     }
 }
 
