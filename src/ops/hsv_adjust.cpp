@@ -3,18 +3,12 @@
 #include <vector>
 
 #include "base/integer_hsv.h"
-#include "base/real_hsv.h"
 #include "ops/operation.h"
 #include "ops/pixel8_ops.h"
+#include "ops/real_hsv_rows.h"
 
 namespace kestr {
 namespace {
-
-struct CHSVPercents {
-    int hue = 0;
-    int saturation = 0;
-    int value = 0;
-};
 
 CIntegerHSV Adjust(const CIntegerHSV& hsv, const CHSVPercents& percents) {
     int hue = hsv.hue + hsv.hue * percents.hue / 100;
@@ -26,19 +20,6 @@ CIntegerHSV Adjust(const CIntegerHSV& hsv, const CHSVPercents& percents) {
     }
     const auto part = [](int part100, int percent) {
         return std::clamp(part100 + part100 * percent / 100, 0, 100);
-    };
-    return {hue, part(hsv.saturation, percents.saturation), part(hsv.value, percents.value)};
-}
-
-CRealHSV Adjust(const CRealHSV& hsv, const CHSVPercents& percents) {
-    double hue = hsv.hue + percents.hue * hsv.hue / 100;
-    if (hue >= 360) {
-        hue -= 360;
-    } else if (hue < 0) {
-        hue += 360;
-    }
-    const auto part = [](double part100, int percent) {
-        return std::clamp(part100 + percent * part100 / 100, 0.0, 100.0);
     };
     return {hue, part(hsv.saturation, percents.saturation), part(hsv.value, percents.value)};
 }
@@ -99,11 +80,8 @@ void CImageBits::OpHSVAdjust(int huePercent, int saturationPercent, int valuePer
         explicit COp(const CHSVPercents& percents) : m_percents(percents) {}
         void Apply16(CPixelWords& samples, int32_t width, int32_t height, int channels) override {
             if (channels != 3) return;
-            const size_t count = 3 * static_cast<size_t>(width) * static_cast<size_t>(height);
-            for (size_t i = 0; i < count; i += 3) {
-                uint16_t* const pixel = samples.data() + i;
-                BGRFromRealHSV(Adjust(RealHSVFromBGR(pixel), m_percents), pixel);
-            }
+            AdjustRealHSV(samples.data(), static_cast<size_t>(width) * static_cast<size_t>(height),
+                          m_percents);
         }
         void Apply8(CPixelBytes& pixels, CBitmapInfo& info, bool gray) override {
             RunPixel8Ops(info, pixels, gray, hsvOps(m_percents));

@@ -1,5 +1,7 @@
 #include "platform/pair_sums.h"
 
+#include "platform/wide_vectors.h"
+
 #if defined(__x86_64__) || defined(__i386__)
 #include <immintrin.h>
 #endif
@@ -50,11 +52,6 @@ __attribute__((target("avx2"))) void SumPairsAVX2(const int32_t* pairs, size_t s
     }
 }
 
-const auto kSumPairs = [] {
-    __builtin_cpu_init();
-    return __builtin_cpu_supports("avx2") ? &SumPairsAVX2 : &SumPairsSSE2;
-}();
-
 #else
 
 void SumPairsPlain(const int32_t* pairs, size_t step, const int32_t* weights, size_t count,
@@ -71,15 +68,18 @@ void SumPairsPlain(const int32_t* pairs, size_t step, const int32_t* weights, si
     }
 }
 
-constexpr auto kSumPairs = &SumPairsPlain;
-
 #endif
 
 }  // namespace
 
 void SumPairs(const int32_t* pairs, size_t step, const int32_t* weights, size_t count, size_t lanes,
               int32_t* sums) {
-    kSumPairs(pairs, step, weights, count, lanes, sums);
+#if defined(__x86_64__) || defined(__i386__)
+    hasAVX2 ? SumPairsAVX2(pairs, step, weights, count, lanes, sums)
+            : SumPairsSSE2(pairs, step, weights, count, lanes, sums);
+#else
+    SumPairsPlain(pairs, step, weights, count, lanes, sums);
+#endif
 }
 
 }  // namespace kestr
