@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include "support/dib_builder.h"
+#include "support/loaded_handle.h"
 #include "support/test_data.h"
 
 namespace kestr::test {
@@ -325,6 +326,76 @@ TEST_F(ProgramTest, HistogramPrintsNumbersOrDrawsCurves) {
     EXPECT_THAT(Text((m_folder / "c.svg").string()), HasSubstr("<svg"));
     EXPECT_EQ(Run("histogram" + Quoted("a.bmp") + " -o" + Quoted("c.png")).exitCode, 0);
     EXPECT_THAT(Text((m_folder / "c.png").string()), testing::StartsWith("\x89PNG"));
+}
+
+TEST_F(ProgramTest, ThumbMakesASmallPictureOfEach) {
+    WriteFile(m_folder / "a.bmp",
+              CDIBBuilder{}.Size(40, 20).Pixels(std::vector<uint8_t>(2400, 9)).File());
+    WriteFile(m_folder / "b.bmp",
+              CDIBBuilder{}.Size(8, 32).Pixels(std::vector<uint8_t>(768, 200)).File());
+    CRun run = Run("thumb -s 8x8 --format bmp -o" + Quoted("small") + Quoted("a.bmp") +
+                   Quoted("none.bmp") + Quoted("b.bmp"));
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_THAT(run.err, HasSubstr("none.bmp: there is no such file\n"));
+    CHandle a;
+    ASSERT_TRUE(a.Load(m_folder / "small" / "a.bmp"));
+    EXPECT_EQ(a.Info().width, 8u);
+    EXPECT_EQ(a.Rows(24), std::vector<uint8_t>(4 * 24, 9));
+    CHandle b;
+    ASSERT_TRUE(b.Load(m_folder / "small" / "b.bmp"));
+    EXPECT_EQ(b.Info().height, 8u);
+    EXPECT_EQ(b.Rows(6), std::vector<uint8_t>(8 * 6, 200));
+
+    EXPECT_EQ(Run("thumb --format=jpg -o" + Quoted("small") + Quoted("a.bmp")).exitCode, 0);
+    CHandle unchanged;
+    ASSERT_TRUE(unchanged.Load(m_folder / "small" / "a.jpg"));
+    EXPECT_EQ(unchanged.Info().width, 40u) << "thumbnails are never larger than their picture";
+
+    for (const char* options : {"thumb", "thumb -s 0x8 a.bmp", "thumb --format xyz a.bmp"}) {
+        EXPECT_EQ(Run(options).exitCode, 2) << options;
+    }
+}
+
+TEST_F(ProgramTest, SheetLaysPicturesInCellsWithTheirNames) {
+    WriteFile(m_folder / "a.bmp",
+              CDIBBuilder{}.Size(40, 20).Pixels(std::vector<uint8_t>(2400, 9)).File());
+    WriteFile(m_folder / "b.bmp",
+              CDIBBuilder{}.Size(20, 40).Pixels(std::vector<uint8_t>(2400, 77)).File());
+    const CRun run = Run("sheet -s 40x40 --columns 2" + Quoted("a.bmp") + Quoted("b.bmp") +
+                         Quoted("none.bmp") + " -o" + Quoted("sheet.bmp"));
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_THAT(run.err, HasSubstr("none.bmp: there is no such file\n"));
+    CHandle sheet;
+    ASSERT_TRUE(sheet.Load(m_folder / "sheet.bmp"));
+    // Cells of 40 x 54 pixels, 8 pixels between them and around.
+    const CHandle::CInfo info = sheet.Info();
+    ASSERT_EQ(info.width, 104u);
+    ASSERT_EQ(info.height, 132u);
+    // How many pixels of a part of the sheet have three bytes of that level.
+    const auto count = [&](uint8_t level, uint32_t left, uint32_t top, uint32_t width,
+                           uint32_t height) {
+        int found = 0;
+        for (uint32_t y = top; y < top + height; ++y) {
+            const auto row = sheet.Row(y);
+            for (uint32_t x = left; x < left + width; ++x) {
+                found += std::count(&row[3 * x], &row[3 * x] + 3, level) == 3;
+            }
+        }
+        return found;
+    };
+    EXPECT_EQ(count(9, 8, 18, 40, 20), 800) << "in the middle of its cell";
+    EXPECT_EQ(count(9, 0, 0, 104, 132), 800);
+    EXPECT_EQ(count(77, 66, 8, 20, 40), 800);
+    EXPECT_EQ(count(77, 0, 0, 104, 132), 800);
+    EXPECT_GT(count(0, 8, 48, 40, 14), 20) << "the name";
+    EXPECT_GT(count(0, 56, 48, 40, 14), 20);
+    EXPECT_EQ(count(0, 0, 0, 104, 48), 0) << "no ink beside the names";
+    EXPECT_EQ(count(255, 0, 62, 104, 8), 8 * 104) << "the gap between rows";
+
+    for (const char* options : {"sheet -o x.bmp", "sheet a.bmp", "sheet --columns 0 -o x.bmp a.bmp",
+                                "sheet -s 32767x9 -o x.bmp a.bmp"}) {
+        EXPECT_EQ(Run(options).exitCode, 2) << options;
+    }
 }
 
 }  // namespace
