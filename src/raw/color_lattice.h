@@ -18,7 +18,8 @@ public:
     /// one in the low 16.
     static constexpr uint32_t Position(uint16_t value) {
         const uint32_t scaled = uint32_t{value} * (kPoints - 1);
-        return scaled + (scaled + 0x7FFF) / 0xFFFF;
+        const uint32_t rounded = scaled + 0x7FFF;
+        return scaled + ((rounded + 1 + (rounded >> 16)) >> 16);  // rounded / 65535, for vectors
     }
     using CPositions = std::array<std::array<uint32_t, kBlock>, 3>;
 
