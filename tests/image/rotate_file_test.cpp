@@ -233,6 +233,13 @@ TEST_F(RotateFileTest, FailsInItsWordsAndLeavesNothing) {
     EXPECT_EQ(m_error, "Invalid RotateOp parameter.");
     EXPECT_EQ(Rotate(source, m_folder / "no folder" / "out.jpg", 0), 0);
     EXPECT_EQ(m_error, "JPEG rotation failure.");
+    // A folder stands where the result should go.
+    std::filesystem::create_directory(m_folder / "folder.jpg");
+    WriteFile(m_folder / "folder.jpg" / "inside", "text");
+    EXPECT_EQ(Rotate(source, m_folder / "folder.jpg", 0), 0);
+    EXPECT_EQ(m_error, "File rename operation failed.");
+    EXPECT_EQ(FileCount(), 2u);
+    std::filesystem::remove_all(m_folder / "folder.jpg");
     // Two pages, made of two pictures in a container.
     CHandle page;
     cNewImage(page, 2, 2, 0);

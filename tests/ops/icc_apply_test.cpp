@@ -4,6 +4,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <lcms2.h>
 
 #include "api/handles.h"
 #include "color/icc_profile.h"
@@ -159,6 +160,23 @@ TEST_F(IccApply, RefusalsLeaveThePicture) {
 int32_t KESTR_CALL Note(uintptr_t user, int32_t percent) {
     reinterpret_cast<std::vector<int32_t>*>(user)->push_back(percent);
     return 0;
+}
+
+// The host's own handler of Little CMS hears of nothing that goes wrong in here, and stays set.
+TEST_F(IccApply, FailuresStayOutOfTheHostsHandler) {
+    static int heard = 0;
+    cmsSetLogErrorHandler([](cmsContext, cmsUInt32Number, const char*) { ++heard; });
+    Take(test::Picture24(4, 4, Colour), {});
+    Bytes broken = test::RGBProfile(2.2);
+    std::fill(broken.begin() + 128 + 4, broken.end(), uint8_t{0xFF});
+    for (const size_t size : {broken.size(), size_t{200}, size_t{128}}) {
+        EXPECT_EQ(Apply(Bytes(broken.begin(), broken.begin() + static_cast<ptrdiff_t>(size))), 0);
+    }
+    EXPECT_EQ(Apply(test::GrayProfile(2.2)), 0) << "no gray profile fits a picture in colour";
+    EXPECT_EQ(heard, 0);
+    cmsOpenProfileFromMem(broken.data(), 4);
+    EXPECT_EQ(heard, 1) << "the host's own slip is told to it";
+    cmsSetLogErrorHandler(nullptr);
 }
 
 TEST_F(IccApply, ProgressAndUndo) {

@@ -281,6 +281,32 @@ TEST_F(ProgramTest, TurnsCommentsAndPages) {
     EXPECT_TRUE(std::filesystem::exists(m_folder / "frames" / "a-0000.png"));
 }
 
+TEST_F(ProgramTest, RoundtripTellsWhatComesThrough) {
+    const CRun run = Run("roundtrip \"" + TestData("demo.jpg").string() + "\"");
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    // Of the text one line alone is new: the maker note's offset counts from the start of the file.
+    const std::string kept = "    EXIF and IPTC: 52 of 53 lines kept\n      - MakerNote Offset:";
+    for (const char* format : {"  JPEG\n", "  progressive JPEG\n", "  TIFF\n", "  TIFF, ZIP\n"}) {
+        EXPECT_THAT(run.out, HasSubstr(format + kept));
+    }
+    EXPECT_THAT(run.out.substr(0, run.out.find("  progressive")),
+                testing::EndsWith("    Maker note: kept\n    Maker note's offset: kept\n"));
+    // PNG has no place for EXIF.
+    EXPECT_THAT(run.out, HasSubstr("  PNG\n    EXIF and IPTC: 0 of 53 lines kept\n"));
+
+    // By the bytes themselves: the note stands where it stood, counted from the block's start.
+    EXPECT_EQ(Run("convert \"" + TestData("demo.jpg").string() + "\"" + Quoted("b.jpg")).exitCode,
+              0);
+    const auto before = ReadFile(TestData("demo.jpg")), after = ReadFile(m_folder / "b.jpg");
+    const std::vector<uint8_t> mark{'E', 'x', 'i', 'f', 0, 0};
+    const auto blockOf = [&](const std::vector<uint8_t>& file) {
+        return std::search(file.begin(), file.end(), mark.begin(), mark.end()) + 6;
+    };
+    // Offset 998 in the file, whose block begins at 12; 30270 bytes.
+    EXPECT_TRUE(
+        std::equal(blockOf(before) + 986, blockOf(before) + 986 + 30270, blockOf(after) + 986));
+}
+
 TEST_F(ProgramTest, ConvertRunsItsOperationsInTheOrderGiven) {
     WriteFile(m_folder / "a.bmp", m_bitmap.File());  // 4 x 2 pixels of 9
     const auto pixelsAfter = [&](const std::string& options) {
