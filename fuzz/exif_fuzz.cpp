@@ -1,4 +1,5 @@
 // EXIF blocks: parsed, rendered, changed, written in each way and parsed again.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -41,7 +42,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const auto app1 = record.Serialise(true);
     Record again;
     again.Parse(std::span(app1).subspan(6), false, true);
-    if (again.MakerNote != note) __builtin_trap();
+    // One that stood in the main directory is no note before it comes to its place in a save.
+    const auto isNote = [](const kestr::CExifTag& tag) { return tag.tag == 37500; };
+    const bool isMisplaced = note.empty() && std::ranges::any_of(record.otherTags0, isNote);
+    if (again.MakerNote != note && !isMisplaced) __builtin_trap();
     (void)record.SerialiseForTIFF(!record.bigEndian, 1000);
     (void)record.SerialiseGPSForTIFF(!record.bigEndian, 1000);
     return 0;

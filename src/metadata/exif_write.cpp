@@ -140,8 +140,12 @@ CDirectory ExifDirectory(const CEXIF_Members& record, bool bigEndian) {
         directory.Add(field.tag, std::move(value));
     }
     directory.Add(kFlashpixVersion, Undefined("0100"));
+    // A field that stood in the main directory by mistake comes to its place here, unless the block
+    // had the field there too.
     for (const CExifTag& kept : record.otherTags0) {
-        directory.AddKept(kept, bigEndian != record.bigEndian);
+        const CExifField* field = FindExifField(kExif, kept.tag);
+        const bool isTaken = field && EncodeExifField(record, *field, bigEndian).count != 0;
+        if (!isTaken) directory.AddKept(kept, bigEndian != record.bigEndian);
     }
     return directory;
 }

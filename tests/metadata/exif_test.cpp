@@ -153,6 +153,15 @@ TEST_P(Exif, WritesDefaultsIntoAnEmptyRecord) {
               b.Join({b.U16(40960), b.U16(7), b.U32(4), {'0', '1', '0', '0'}}));
 }
 
+TEST_P(Exif, AFieldInTheWrongDirectoryComesToItsPlaceUnlessThatIsTaken) {
+    Record r;
+    r.bigEndian = GetParam();
+    r.otherTags0 = {{37500, 7, Bytes(9, 'm')}};  // a maker note in the main directory
+    EXPECT_EQ(Parsed(Block(r.Serialise(true))).MakerNote, Bytes(9, 'm'));
+    r.MakerNote = Bytes(7, 'n');
+    EXPECT_EQ(Parsed(Block(r.Serialise(true))).MakerNote, Bytes(7, 'n'));
+}
+
 TEST_P(Exif, WritesDimensionsShortOnlyWhenBothFit) {
     const CTIFFBuilder b(GetParam());
     Record r;
