@@ -77,7 +77,8 @@ struct CGradientSite {
     struct CTerm {
         ptrdiff_t first, second;
         int shift;
-        uint8_t directions;
+        size_t count;  // of the directions that it counts towards
+        std::array<uint8_t, 4> directions;
     };
     struct CNeighbour {
         ptrdiff_t pixel;
@@ -98,8 +99,15 @@ CGradientSite MakeSite(const CRawSensorImage& image, uint32_t y, uint32_t x) {
     for (const CGradientTerm& term : kGradientTerms) {
         if (!IsKept(term, planeAt)) continue;
         const uint8_t plane = planeAt(term.y1, term.x1);
-        site.terms.push_back({offset(term.y1, term.x1) + plane, offset(term.y2, term.x2) + plane,
-                              term.shift, term.directions});
+        auto& kept =
+            site.terms.emplace_back(CGradientSite::CTerm{.first = offset(term.y1, term.x1) + plane,
+                                                         .second = offset(term.y2, term.x2) + plane,
+                                                         .shift = term.shift,
+                                                         .count = 0,
+                                                         .directions = {}});
+        for (uint8_t i = 0; i < kDirections.size(); ++i) {
+            if ((term.directions >> i & 1) != 0) kept.directions[kept.count++] = i;
+        }
     }
     for (size_t i = 0; i < kDirections.size(); ++i) {
         const auto [dy, dx] = kDirections[i];
@@ -116,9 +124,7 @@ void InterpolatePixel(const CGradientSite& site, const uint16_t* pixel, uint8_t 
     std::array<int, 8> gradients{};
     for (const auto& term : site.terms) {
         const int difference = std::abs(pixel[term.first] - pixel[term.second]) << term.shift;
-        for (size_t i = 0; i < gradients.size(); ++i) {
-            if ((term.directions >> i & 1) != 0) gradients[i] += difference;
-        }
+        for (size_t i = 0; i < term.count; ++i) gradients[term.directions[i]] += difference;
     }
     const auto [least, most] = std::ranges::minmax(gradients);
     const int threshold = least + (most >> 1);
