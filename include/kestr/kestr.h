@@ -722,7 +722,8 @@ KESTR_API int32_t KESTR_CALL cOpRemoveRedEye(HKESTRSESSION session, uint8_t satu
 
 /** Stretch the picture's values so that a share of the darkest and of the brightest pixels becomes
  *  black and white: each channel by itself, the share at each end, or all alike, half at each end.
- *  @param percent  the share as a fraction, 0.01 for one in a hundred; a negative one is refused. */
+ *  @param percent  the share as a fraction, 0.01 for one in a hundred; a negative one is refused.
+ */
 KESTR_API int32_t KESTR_CALL cOpAutoLevelEx(HKESTRSESSION session, double percent);
 KESTR_API int32_t KESTR_CALL cOpAutoContrastEx(HKESTRSESSION session, double percent);
 

@@ -8,9 +8,9 @@
 #include <string_view>
 
 #include <png.h>
-#include <zlib.h>
 
 #include "base/format_text.h"
+#include "base/inflate.h"
 #include "base/picture_size.h"
 #include "formats/png_support.h"
 #include "ops/pixel_format.h"
@@ -31,33 +31,13 @@ constexpr double kGammaOfSRGB = 0.45455;
 constexpr uint64_t kMemoryForAny = 64 << 20;
 constexpr uint64_t kMemoryPerByte = 64;
 
-// Unpacks a zlib stream; nothing when it is damaged or holds more than `limit` bytes.
-std::optional<std::vector<uint8_t>> Unpack(std::span<const uint8_t> packed, size_t limit) {
-    z_stream stream{};
-    if (inflateInit(&stream) != Z_OK) return std::nullopt;
-    stream.next_in = const_cast<Bytef*>(packed.data());
-    stream.avail_in = static_cast<uInt>(packed.size());
-    std::vector<uint8_t> bytes;
-    uint8_t piece[16384];
-    int state = Z_OK;
-    while (state == Z_OK && bytes.size() <= limit) {
-        stream.next_out = piece;
-        stream.avail_out = sizeof piece;
-        state = inflate(&stream, Z_NO_FLUSH);
-        bytes.insert(bytes.end(), piece, stream.next_out);
-    }
-    inflateEnd(&stream);
-    if (state != Z_STREAM_END || bytes.size() > limit) return std::nullopt;
-    return bytes;
-}
-
 // The profile inside an iCCP chunk: a name of up to 79 bytes, NUL, method 0, zlib stream.
 std::optional<std::vector<uint8_t>> ProfileOfChunk(std::span<const uint8_t> chunk) {
     const auto name = chunk.first(std::min<size_t>(chunk.size(), 80));
     const auto end = std::ranges::find(name, uint8_t{0});
     const auto method = static_cast<size_t>(end - name.begin()) + 1;
     if (end == name.end() || method >= chunk.size() || chunk[method] != 0) return std::nullopt;
-    return Unpack(chunk.subspan(method + 1), kMostProfile);
+    return Inflate(chunk.subspan(method + 1), kMostProfile);
 }
 
 // A gray sample as a level of 0 to 255.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/byte_cursor.h"
+#include "base/inflate.h"
 #include "formats/pack_bits.h"
 #include "platform/vector_clones.h"
 
@@ -13,8 +14,11 @@ constexpr uint32_t kFileSignature = 0x38425053;   // "8BPS"
 constexpr uint32_t kBlockSignature = 0x3842494D;  // "8BIM"
 constexpr uint32_t kNormalMode = 0x6E6F726D;      // "norm"
 constexpr int kMostLayers = 500;
+constexpr uint64_t kUnzippedForAny = 1 << 20;  // bytes of a channel
 constexpr uint16_t kMostChannels = 24;
 constexpr uint16_t kPackBits = 1;
+constexpr uint16_t kZip = 2;
+constexpr uint16_t kZipPredicted = 3;  // each sample as its difference from the one to its left
 
 struct CStatedChannel {
     int16_t id = 0;
@@ -44,10 +48,29 @@ bool ParseRecord(CBigEndianCursor& in, CPSDLayer& layer, std::vector<CStatedChan
     return in.Ok();
 }
 
-/// The samples of a layer's channel, read from its first row on.
-CPlaneStream StreamOf(const CPSDChannel& channel, uint64_t rows) {
-    CBigEndianCursor in(channel.data);
-    const bool packed = in.U16() == kPackBits;
+/// Unpacked rows of a channel; none when they are damaged or more than `limit` bytes.
+std::vector<uint8_t> UnzipRows(std::span<const uint8_t> data, uint64_t width, size_t limit,
+                               bool predicted) {
+    std::vector<uint8_t> samples = Inflate(data, limit).value_or(std::vector<uint8_t>());
+    for (size_t row = 0; predicted && row < samples.size(); row += width) {
+        const size_t end = std::min<size_t>(samples.size(), row + width);
+        for (size_t i = row + 1; i < end; ++i) {
+            samples[i] = static_cast<uint8_t>(samples[i] + samples[i - 1]);
+        }
+    }
+    return samples;
+}
+
+/// The samples of a layer's channel, read from its first row on. `unpacked` takes those that have
+/// to be unpacked as a whole, at most `limit` bytes.
+CPlaneStream StreamOf(const CPSDChannel& channel, uint64_t width, uint64_t rows, size_t limit,
+                      std::vector<uint8_t>& unpacked) {
+    const uint16_t compression = CBigEndianCursor(channel.data).U16();
+    if (compression == kZip || compression == kZipPredicted) {
+        unpacked = UnzipRows(SubRange(channel.data, 2), width, limit, compression == kZipPredicted);
+        return {unpacked, false};
+    }
+    const bool packed = compression == kPackBits;
     // The lengths of the packed rows are passed over.
     return {SubRange(channel.data, packed ? 2 + 2 * rows : 2), packed};
 }
@@ -134,11 +157,18 @@ void ComposePSDLayer(const CPSDLayer& layer, const CPSDHeader& header, CPixelByt
     std::array<bool, 4> has{};
     CPlaneStream transparency;
     bool isOpaque = true;
+    std::vector<std::vector<uint8_t>> unpacked(layer.channels.size());
+    // What a layer may hold unpacked: its own samples, unless they are far more than the picture's.
+    const auto area = static_cast<uint64_t>(layerWidth) * static_cast<uint64_t>(layerHeight);
+    const uint64_t most = kUnzippedForAny + 4 * uint64_t{header.width} * header.height;
+    const size_t limit = area > most ? 0 : static_cast<size_t>(area);
     for (const CPSDChannel& channel : layer.channels) {
         const auto plane = static_cast<size_t>(channel.id);
         const bool isPlane = channel.id >= 0 && plane < header.Planes();
         CPlaneStream& stream = isPlane ? colours[plane] : transparency;
-        stream = StreamOf(channel, static_cast<uint64_t>(layerHeight));
+        stream =
+            StreamOf(channel, static_cast<uint64_t>(layerWidth), static_cast<uint64_t>(layerHeight),
+                     limit, unpacked[static_cast<size_t>(&channel - layer.channels.data())]);
         stream.Skip(rowsBefore * static_cast<uint64_t>(layerWidth));  // both are below 2^32
         if (isPlane) has[plane] = true;
         if (!isPlane) isOpaque = false;

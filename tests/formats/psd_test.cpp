@@ -3,6 +3,7 @@
 #include <string>
 
 #include <gmock/gmock.h>
+#include <zlib.h>
 
 #include "api/handles.h"
 #include "base/float_tone.h"
@@ -301,6 +302,34 @@ CLayer Flat(uint8_t red, uint8_t green, uint8_t blue, int alpha = -1) {
     }
     return layer;
 }
+// A layer whose planes and transparency are zlib streams.
+CLayer Zipped(const std::array<Bytes, 4>& planes, uint8_t compression) {
+    CLayer layer;
+    for (size_t i = 0; i < planes.size(); ++i) {
+        Bytes packed(100);
+        uLongf size = 100;
+        compress(packed.data(), &size, planes[i].data(), static_cast<uLong>(planes[i].size()));
+        packed.resize(size);
+        packed.insert(packed.begin(), {0, compression});
+        layer.channels.push_back({static_cast<int16_t>(i == 3 ? -1 : static_cast<int>(i)), packed});
+    }
+    return layer;
+}
+
+TEST(PSDReader, UnzipsLayers) {
+    // Rows of two samples; predicted, the second is its difference from the first.
+    const std::array<Bytes, 4> plain{Bytes{10, 20, 30, 40}, Bytes{50, 60, 70, 80},
+                                     Bytes{90, 200, 110, 120}, Bytes{255, 255, 0, 255}};
+    const std::array<Bytes, 4> predicted{Bytes{10, 10, 30, 10}, Bytes{50, 10, 70, 10},
+                                         Bytes{90, 110, 110, 10}, Bytes{255, 0, 0, 255}};
+    for (const CLayer& layer : {Zipped(plain, 2), Zipped(predicted, 3)}) {
+        CHandle handle;
+        cSetBackgroundColor(handle, 0x000000);
+        ASSERT_TRUE(handle.LoadBytes(File({.layers = {layer}, .pixels = kPlanes}), "a.psd"));
+        EXPECT_EQ(handle.Rows(6), (Bytes{90, 50, 10, 200, 60, 20, 0, 0, 0, 120, 80, 40}));
+    }
+}
+
 CLayer With(CLayer layer, void (*change)(CLayer&)) {
     change(layer);
     return layer;
