@@ -201,6 +201,16 @@ bool GetBytes(const CMappedFileImpl& file, uint16_t tag, bool bigEndian,
     return true;
 }
 
+bool GetText(const CMappedFileImpl& file, uint16_t tag, bool bigEndian,
+             const CTIFFDirectory& directory, std::string& text) {
+    const auto* entry = directory.Find(tag);
+    if (!entry || TypeOf(*entry, bigEndian) != tiff_type::kAscii) return false;
+    const auto values = ValueBytes(file, *entry, bigEndian, 1, 0, 4);
+    if (!values) return false;
+    text.assign(values->begin(), std::ranges::find(*values, uint8_t{0}));
+    return true;
+}
+
 bool GetShorts(const CMappedFileImpl& file, uint16_t tag, bool bigEndian,
                const CTIFFDirectory& directory, std::vector<uint16_t>& shorts) {
     const auto* entry = directory.Find(tag);

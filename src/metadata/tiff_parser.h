@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "platform/mapped_file.h"
@@ -73,6 +74,9 @@ private:
 /// Types 1, 6, 7; replaces the vector.
 [[nodiscard]] bool GetBytes(const CMappedFileImpl& file, uint16_t tag, bool bigEndian,
                             const CTIFFDirectory& directory, std::vector<uint8_t>& bytes);
+/// Type 2, up to the first NUL; replaces the text.
+[[nodiscard]] bool GetText(const CMappedFileImpl& file, uint16_t tag, bool bigEndian,
+                           const CTIFFDirectory& directory, std::string& text);
 /// Types 3 and 8; appends.
 [[nodiscard]] bool GetShorts(const CMappedFileImpl& file, uint16_t tag, bool bigEndian,
                              const CTIFFDirectory& directory, std::vector<uint16_t>& shorts);

@@ -79,7 +79,7 @@ public:
     bool m_useCanonLibrary = true;
     int32_t m_cameraHint = 0;  // 1 a file of a Kodak make, 2 a Canon EOS-1D TIFF
     bool m_thumbnailRequested = false;
-    bool m_minPreviewSize = false;
+    uint32_t m_minPreviewSize = 0;  // pixels; a preview with a side as long serves a raw load
     uint32_t m_thumbnailWidth = 0;
     uint32_t m_thumbnailHeight = 0;
     int m_thumbnailFit = 0;

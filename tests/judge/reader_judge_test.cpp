@@ -36,6 +36,8 @@ constexpr CSeed kSeeds[] = {
     {31, "psd/gray.psd"},     {31, "psd/gray16.psd"},      {31, "psd/rgb16.psd"},
     {31, "psd/cmyk.psd"},     {31, "psd/lab.psd"},         {31, "psd/indexed.psd"},
     {31, "psd/bitmap.psd"},   {31, "psd/duotone.psd"},     {31, "psd/float.psd"},
+    {47, "nef/packed.nef"},   {47, "nef/compressed.nef"},  {47, "nef/gray16.nef"},
+    {47, "nef/rgb.nef"},
 };
 
 constexpr size_t kMostCuts = 600;  // lengths and flipped bits that are tried of one file, evenly

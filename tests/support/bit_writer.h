@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdlib>
@@ -72,9 +73,13 @@ public:
             const auto value = uint8_t(left << 4 | category);
             if (left == 0 || !m_codes.contains(value)) continue;
             PutCode(out, value);
-            const int above = difference > 0 ? difference : difference + (1 << category);
-            out.Put(uint32_t(above >> left), category - left);
-            const int middle = (above >> left << left) + (1 << left) / 2;
+            // Of the values of a category the upper half is positive.
+            const int half = 1 << (category - 1 - left);
+            const int stored = difference > 0
+                                   ? difference >> left
+                                   : std::min((difference + 2 * (half << left)) >> left, half - 1);
+            out.Put(uint32_t(stored), category - left);
+            const int middle = (stored << left) + (1 << left) / 2;
             return difference > 0 ? middle : middle - (1 << category);
         }
         Put(out, difference);

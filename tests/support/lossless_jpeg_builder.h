@@ -20,6 +20,7 @@ struct CLosslessJPEGBuilder {
     bool bitsBehind16 = false;
     uint8_t frameMarker = 0xC3;
     uint8_t sampling = 0x11;
+    uint8_t tableNumber = 1;
     uint32_t restartInterval = 0;  // stated instead of the true one when not 0
     // All categories; the long codes are as long as they may be.
     std::array<uint8_t, 16> counts{0, 1, 4, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0};
@@ -39,11 +40,11 @@ struct CLosslessJPEGBuilder {
         std::vector<uint8_t> scan{uint8_t(components)};
         for (uint32_t c = 0; c < components; ++c) {
             frame.insert(frame.end(), {uint8_t(c + 1), sampling, 0});
-            scan.insert(scan.end(), {uint8_t(c + 1), 0x10});
+            scan.insert(scan.end(), {uint8_t(c + 1), uint8_t(tableNumber << 4)});
         }
         scan.insert(scan.end(), {uint8_t(predictor), 0, uint8_t(pointTransform)});
         segment(frameMarker, frame);
-        std::vector<uint8_t> table{1};
+        std::vector<uint8_t> table{tableNumber};
         table.insert(table.end(), counts.begin(), counts.end());
         table.insert(table.end(), values.begin(), values.end());
         segment(0xC4, table);

@@ -1,0 +1,26 @@
+#include <gtest/gtest.h>
+
+#include "support/fingerprint.h"
+#include "support/test_data.h"
+
+namespace kestr::test {
+namespace {
+
+// By the matrix route: the appearance model's powers differ in their last bit between systems.
+CFingerprintCase Developed(const char* seed, uint32_t method) {
+    return {std::string("develop ") + seed + ", method " + std::to_string(method),
+            [seed, method](CHandle& handle) {
+                cSetRawInterpolationMethod(handle, method);
+                cUseCIECAM02(handle, 0);
+                EXPECT_TRUE(handle.Load(FuzzSeed(seed)));
+            }};
+}
+
+const CFingerprints kCases{
+    Developed("nef/packed.nef", 0),   Developed("nef/compressed.nef", 1),
+    Developed("nef/split14.nef", 1),  Developed("nef/four_colours.nef", 1),
+    Developed("nef/ciphered.nef", 0),
+};
+
+}  // namespace
+}  // namespace kestr::test
