@@ -158,6 +158,7 @@ bool CPCXReader::DecodePlanes(CRuns& runs) {
     m_bufferRow = merged ? width : (width * static_cast<size_t>(bits) + 7) / 8;
     m_buffer.ResizeZeroed(m_bufferRow * static_cast<size_t>(m_header.height));
     std::vector<uint8_t> line(m_header.planeLine);
+    if (line.empty()) return true;
     for (int y = 0; y < m_header.height; ++y) {
         if (CheckAbort()) return false;
         ReportProgress(static_cast<uint32_t>(y), kDecodePass, kPasses);
@@ -186,6 +187,7 @@ bool CPCXReader::Decode24(CRuns& runs) {
     m_buffer.ResizeZeroed(m_bufferRow * static_cast<size_t>(m_header.height));
     const size_t planeLine = m_header.planeLine;
     std::vector<uint8_t> lines(3 * planeLine);  // red, green, blue
+    if (lines.empty()) return true;
     const uint8_t* const red = lines.data();
     for (int y = 0; y < m_header.height; ++y) {
         if (CheckAbort()) return false;
@@ -259,7 +261,8 @@ bool CPCXReader::ReadLine(uint8_t* destination) {
         }
     } else {  // two bits a pixel become a nibble
         const auto pixel = [&](size_t x) {
-            return x < width && !m_buffer.empty() ? row[x / 4] >> (6 - 2 * (x % 4)) & 3 : 0;
+            // A picture of no planes has less than that.
+            return x < width && x / 4 < m_bufferRow ? row[x / 4] >> (6 - 2 * (x % 4)) & 3 : 0;
         };
         for (size_t x = 0; x < width; x += 2) {
             destination[x / 2] = static_cast<uint8_t>(pixel(x) << 4 | pixel(x + 1));

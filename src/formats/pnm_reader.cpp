@@ -253,7 +253,7 @@ void CPBMReader::ReadSamples(uint8_t* destination, size_t count) {
             destination[i] = static_cast<uint8_t>(value >> m_shift);
         }
     } else {
-        std::memcpy(destination, bytes.data(), there);
+        std::copy_n(bytes.begin(), there, destination);
     }
     std::memset(destination + there, 0, count - there);
 }

@@ -346,7 +346,7 @@ void CTargaReader::ReadFileRow(uint8_t* destination) {
     const auto row = rowAt(m_rowsRead);
     if (bits == 8 || m_header.PixelBytes() == 3) {
         const size_t used = bits == 8 ? width : 3 * width;
-        std::memcpy(destination, row.data(), row.size());
+        std::ranges::copy(row, destination);
         std::memset(destination + row.size(), 0, used - row.size());
         return;
     }
