@@ -12,12 +12,14 @@
 #include "base/messages.h"
 #include "formats/jpeg_library.h"
 #include "formats/jpeg_markers.h"
+#include "platform/page_release.h"
 #include "readers/reader_registry.h"
 #include "readers/type_ids.h"
 
 namespace kestr {
 namespace {
 
+constexpr uint32_t kRowsARelease = 256;
 constexpr size_t kShortestFile = 100;  // bytes
 constexpr int kStopped = 1001;         // thrown when the caller wants an end; the words are set
 constexpr double kCentimetersPerInch = 2.54;
@@ -209,6 +211,7 @@ bool CJPEGReader::ReadLine(uint8_t* destination) {
     if (!decompressor) return false;
     try {
         ReadRow(destination);
+        if (rowsRead % kRowsARelease == 0) ReleaseSource();
         return true;
     } catch (int failure) {
         if (failure != kStopped) {
@@ -237,6 +240,17 @@ void CJPEGReader::ReadRow(uint8_t* destination) {
     }
 }
 
+/// What the decoder has passed in the file's mapping need not stay beside the picture.
+void CJPEGReader::ReleaseSource() {
+    const uint8_t* const passed = decompressor->info.src->next_input_byte;
+    const auto bytes = file.Bytes();
+    const bool isInFile = memoryData == nullptr && passed >= bytes.data() + releasedBytes &&
+                          passed <= bytes.data() + bytes.size();
+    if (!isInFile) return;
+    ReleaseFilePages(bytes.data() + releasedBytes, passed);
+    releasedBytes = static_cast<size_t>(passed - bytes.data());
+}
+
 void CJPEGReader::ConvertInks(uint8_t* destination) const {
     // Adobe's programs store inks inverted and say so by their marker.
     const int invert = decompressor->info.saw_Adobe_marker ? 0xFF : 0;
@@ -256,6 +270,7 @@ void CJPEGReader::Close() {
 }
 
 void CJPEGReader::Drop() {
+    releasedBytes = 0;
     decompressor.reset();
     file.Close();
 }

@@ -38,12 +38,14 @@ private:
     void Describe();
     void StoreComments();
     void ReadRow(uint8_t* destination);
+    void ReleaseSource();
     void ConvertInks(uint8_t* destination) const;
     void Drop();
 
     std::unique_ptr<CDecompressor> decompressor;
     std::vector<uint8_t> cmykRow;  // four inks a pixel; empty for other output
     uint32_t rowsRead = 0;
+    size_t releasedBytes = 0;  // of the file, whose pages were given back
     CMappedFileImpl file;
     uint32_t rangeOffset = 0;
     uint32_t rangeSize = 0;  // 0 for the whole file; the length of memoryData when there is one
