@@ -58,9 +58,10 @@ void CJPEGReader::SetFileRange(uint32_t offset, uint32_t size) {
     rangeSize = size;
 }
 
-void CJPEGReader::SetMemorySource(std::span<const uint8_t> data) {
+bool CJPEGReader::SetMemorySource(std::span<const uint8_t> data) {
     memoryData = data.data();
     rangeSize = static_cast<uint32_t>(std::min<size_t>(data.size(), UINT32_MAX));
+    return true;
 }
 
 bool CJPEGReader::Probe(const KESTR_CHAR* path, int page) {

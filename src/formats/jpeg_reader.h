@@ -20,8 +20,7 @@ public:
 
     /// Decodes `size` bytes from `offset` on of the file that is opened next; 0 for the whole file.
     void SetFileRange(uint32_t offset, uint32_t size);
-    /// Decodes these bytes, which must outlive the read, and no file at all.
-    void SetMemorySource(std::span<const uint8_t> data);
+    bool SetMemorySource(std::span<const uint8_t> data) override;
 
     bool Probe(const KESTR_CHAR* path, int page) override;
     bool ReadLine(uint8_t* destination) override;

@@ -9,7 +9,6 @@
 
 #include "base/channel_order.h"
 #include "base/picture_size.h"
-#include "formats/jpeg_reader.h"
 #include "metadata/tiff_bytes.h"
 #include "metadata/tiff_parser.h"
 #include "raw/dcraw_reader.h"
@@ -277,8 +276,8 @@ bool CNEFReader::OpenJPEG(const CTIFFDirectory& directory) {
 bool CNEFReader::OpenJPEG(CNotePreview place) {
     const auto stream = SubRange(m_file.Bytes(), place.offset, place.length);
     if (stream.empty()) return false;
-    auto reader = std::make_unique<CJPEGReader>();
-    reader->SetMemorySource(stream);
+    auto reader = CreateReader(kTypeJPEG, false, false, {});
+    if (!reader || !reader->SetMemorySource(stream)) return false;
     reader->m_jpegHighQuality = m_jpegHighQuality;
     if (m_thumbnailRequested) {
         reader->RequestThumbnail(m_thumbnailWidth, m_thumbnailHeight, m_thumbnailFit);

@@ -48,6 +48,9 @@ public:
     /// Whether m_bits16 will be or has been filled.
     virtual bool Has16BitData() { return m_has16Bit; }
     virtual bool IsCameraRaw() { return false; }
+    /// Has the reader decode these bytes, which must outlive the read, and no file at all; false
+    /// when it can only read files.
+    [[nodiscard]] virtual bool SetMemorySource(std::span<const uint8_t> /*data*/) { return false; }
     /// Reads the header; false, with m_errorText set, when the file is not of this format.
     virtual bool Open(const KESTR_CHAR* path, int page) = 0;
     /// Open() and all that must happen before the first row.
