@@ -90,6 +90,8 @@ public:
         return bytes;
     }
 
+    [[nodiscard]] bool AtEnd() const { return m_at >= m_file.size(); }
+
 private:
     /// Appends the rest of the line to the comment. A comment between the header's numbers loses
     /// its first blank, wherever that stands.
@@ -227,6 +229,10 @@ void CPBMReader::ReadBits(uint8_t* destination, size_t width) {
         std::memset(destination + bytes.size(), 0, rowBytes - bytes.size());
         return;
     }
+    if (m_text.AtEnd()) {  // many rows may be stated behind it
+        std::memset(destination, 0, rowBytes);
+        return;
+    }
     // The last byte of a row keeps its bits at the low end, as they were gathered; callers know it
     // so.
     for (size_t x = 0; x < width; x += 8) {
@@ -239,6 +245,10 @@ void CPBMReader::ReadBits(uint8_t* destination, size_t width) {
 }
 
 void CPBMReader::ReadSamples(uint8_t* destination, size_t count) {
+    if (!m_binary && m_text.AtEnd()) {
+        std::memset(destination, 0, count);
+        return;
+    }
     if (!m_binary) {
         for (size_t i = 0; i < count; ++i) {
             destination[i] = static_cast<uint8_t>(m_text.Number() >> m_shift);
