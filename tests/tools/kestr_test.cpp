@@ -7,6 +7,7 @@
 
 #include "support/dib_builder.h"
 #include "support/loaded_handle.h"
+#include "support/nef_builder.h"
 #include "support/test_data.h"
 
 namespace kestr::test {
@@ -127,6 +128,31 @@ TEST_F(ProgramTest, InfoAsJson) {
                           "File\", \"width\": 4, \"height\": 2, \"bits\": 24, \"pages\": 1"));
     EXPECT_THAT(run.out, HasSubstr("\"orientation\": null, \"camera\": [], \"iptc\": []"));
     EXPECT_THAT(run.out, testing::EndsWith("}\n]\n"));
+}
+
+TEST_F(ProgramTest, DevelopsAGrayCardToGray) {
+    CNEFBuilder card;
+    card.width = 60;
+    card.height = 48;
+    card.Packed(std::vector<uint16_t>(size_t{60} * 48, 900));
+    WriteFile(m_folder / "card.nef", card.File());
+    for (const char* options :
+         {"", " --demosaic bilinear --no-levels", " --demosaic ahd --no-ciecam"}) {
+        SCOPED_TRACE(options);
+        const CRun run = Run("develop" + Quoted("card.nef") + " -o" + Quoted("card.bmp") + options);
+        ASSERT_EQ(run.exitCode, 0) << run.err;
+        CHandle handle;
+        ASSERT_TRUE(handle.Load(m_folder / "card.bmp"));
+        const auto row = handle.Row(handle.Info().height / 2);
+        for (uint32_t i = 0; i < 3 * handle.Info().width; ++i) ASSERT_NEAR(row[i], row[0], 2) << i;
+    }
+    const CRun all = Run("develop --all -s 40x30" + Quoted("card.nef") + " -o" + Quoted("all.png"));
+    EXPECT_EQ(all.exitCode, 0) << all.err;
+    CHandle sheet;
+    EXPECT_TRUE(sheet.Load(m_folder / "all.png"));
+    // No raw file: nothing to develop.
+    WriteFile(m_folder / "a.bmp", m_bitmap.File());
+    EXPECT_EQ(Run("develop" + Quoted("a.bmp") + " -o" + Quoted("b.bmp")).exitCode, 1);
 }
 
 TEST_F(ProgramTest, MetaTakesBlocksOutByteForByte) {
