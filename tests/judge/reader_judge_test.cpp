@@ -91,6 +91,7 @@ protected:
     void Try(const Bytes& bytes, const char* what, size_t where) {
         WriteFile(m_file, bytes);
         CHandle handle;
+        cUseCIECAM02(handle, 0);  // its table costs far more than these small pictures
         const bool loaded = handle.Load(m_file);
         const CHandle::CInfo info = handle.Info();
         if (!loaded) {
