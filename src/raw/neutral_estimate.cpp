@@ -51,7 +51,8 @@ KESTR_VECTOR_CLONES void CountSoundBlocks(const std::array<const uint8_t*, kBloc
     for (size_t x = 0; x < width; ++x) {
         uint8_t count = 0;
         for (size_t row = 0; row < kBlock; ++row) {
-            for (size_t i = 0; i < kBlock; ++i) count += sound[row][x - i];
+            const uint8_t* const last = sound[row] + x;
+            for (size_t i = 0; i < kBlock; ++i) count += *(last - i);
         }
         counts[x] = count;
     }
