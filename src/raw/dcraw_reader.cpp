@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "base/callback.h"
+#include "base/picture_size.h"
 #include "ops/filter_resampler.h"
 #include "ops/pixel_view.h"
 #include "raw/demosaic.h"
@@ -15,6 +16,9 @@ namespace {
 
 constexpr int kWindowedSinc = 7;  // the resampling filter with the sharpest picture
 constexpr int kPixelSamples = 3;
+// Kelvin of the lights that the tables of camera matrices are for.
+constexpr uint16_t kIlluminantA = 2850;
+constexpr uint16_t kDaylight = 6500;
 
 /// The picture inside the margins; empty when they leave nothing.
 CRawBox InnerBox(const CRawSamples& samples, uint32_t marginX, uint32_t marginY) {
@@ -128,6 +132,83 @@ void CDCRawReader::SetRawSize(uint32_t width, uint32_t height, uint32_t bufferWi
     m_bufferHeight = bufferHeight != 0 ? bufferHeight : height;
 }
 
+void CDCRawReader::ForgetFile() {
+    Close();
+    m_preview.Drop();
+    m_has16Bit = false;
+    m_bits16.clear();
+    m_rotation = 0;
+    m_originalWidth = m_originalHeight = 0;
+    m_levelsBlack = m_levelsWhite = 0;
+    m_blackLevel = m_whiteLevel = 0;
+    m_asShotNeutral.clear();
+    m_analogBalance.clear();
+    m_cameraColor = {};
+    m_marginX = m_marginY = 2;
+    m_cfaRepeat = {2, 2};
+    m_cfaPlaneColors = nullptr;
+    m_outputWidth = m_outputHeight = 0;
+    m_nextRow = 0;
+    SetRawSize(0, 0);
+}
+
+void CDCRawReader::TakeMetadata(const CRawDirectory& first) {
+    auto exif = std::make_unique<CEXIF_Members>();
+    if (exif->Parse(m_file.Bytes(), false, false)) m_exif = std::move(exif);
+    const auto profile = first.Bytes(raw_tag::kProfile);
+    if (!profile.empty()) SetICCProfile(profile);
+}
+
+void CDCRawReader::SetColorMatrices(std::span<const double> matrix1,
+                                    std::span<const double> matrix2) {
+    m_cameraColor.colorMatrix1.assign(matrix1.begin(), matrix1.end());
+    m_cameraColor.illuminant1 = kIlluminantA;
+    m_cameraColor.colorMatrix2.assign(matrix2.begin(), matrix2.end());
+    m_cameraColor.illuminant2 = kDaylight;
+}
+
+bool CDCRawReader::SetPictureSize(uint64_t dataBytes, uint64_t mostSamplesPerByte) {
+    if (m_rawWidth > kMostPictureSide || m_rawHeight > kMostPictureSide ||
+        m_rawWidth <= 2 * m_marginX || m_rawHeight <= 2 * m_marginY) {
+        return false;
+    }
+    if (uint64_t{m_rawWidth} * m_rawHeight / mostSamplesPerByte > dataBytes) return false;
+    const uint32_t width = m_outputWidth != 0 ? m_outputWidth : m_rawWidth - 2 * m_marginX;
+    const uint32_t height = m_outputHeight != 0 ? m_outputHeight : m_rawHeight - 2 * m_marginY;
+    m_bitmapInfo.SetFormat(24, static_cast<int32_t>(width), static_cast<int32_t>(height));
+    return true;
+}
+
+void CDCRawReader::ChoosePreview(const std::function<bool()>& open) {
+    if (!m_thumbnailRequested && m_minPreviewSize == 0) return;
+    const CBitmapInfo full = m_bitmapInfo;
+    m_originalWidth = static_cast<uint32_t>(full.Width());
+    m_originalHeight = static_cast<uint32_t>(full.Height());
+    const bool found = open();
+    const auto width = static_cast<uint32_t>(m_bitmapInfo.Width());
+    const auto height = static_cast<uint32_t>(m_bitmapInfo.Height());
+    if (!found ||
+        (!m_thumbnailRequested && width < m_minPreviewSize && height < m_minPreviewSize)) {
+        m_preview.Drop();
+        m_bitmapInfo = full;
+        m_originalWidth = m_originalHeight = 0;
+    } else if (height > width) {
+        // The camera has turned it.
+        m_rotation = 0;
+        if (m_exif) m_exif->Orientation = uint16_t{1};
+    }
+}
+
+bool CDCRawReader::ReadLine(uint8_t* destination) {
+    return m_preview.IsTaken() ? m_preview.ReadLine(*this, destination) : ReadLine8(destination);
+}
+
+void CDCRawReader::Close() {
+    m_preview.Close();
+    m_file.Close();
+}
+
+/// The next row of m_bits16 as the high bytes of its samples; false behind the last.
 bool CDCRawReader::ReadLine8(uint8_t* destination) {
     const auto rowSamples = static_cast<size_t>(m_bitmapInfo.Width()) * kPixelSamples;
     if (rowSamples == 0 || m_nextRow >= m_bits16.size() / rowSamples) return false;

@@ -4,11 +4,14 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <vector>
 
 #include "platform/mapped_file.h"
 #include "raw/camera_color_data.h"
+#include "raw/raw_directory.h"
+#include "raw/raw_preview.h"
 #include "raw/raw_processor.h"
 #include "raw/raw_sensor_image.h"
 #include "readers/image_reader.h"
@@ -21,10 +24,13 @@ public:
     bool Has16BitData() override { return m_has16Bit || NeedsRawDecode(); }
     /// Open() and, unless a preview serves, all of the development into m_bits16.
     bool Load(const KESTR_CHAR* path, int page) override;
+    /// A row of the preview, or of what Load() has developed.
+    bool ReadLine(uint8_t* destination) override;
+    void Close() override;
 
     /// False when Open() has settled on a preview or on a picture that is finished already: rows
     /// come from there.
-    virtual bool NeedsRawDecode() = 0;
+    virtual bool NeedsRawDecode() { return !m_preview.IsTaken(); }
     /// Fills in what the development wants to know: planes and filter pattern, margins, clipped
     /// shares, levels and neutral. Nothing is read before it.
     virtual void PrepareRawDecode() = 0;
@@ -35,14 +41,26 @@ public:
     virtual void AfterInterpolate(CRawSensorImage& /*image*/) {}
 
 protected:
+    /// Makes the reader as new for the next Open().
+    void ForgetFile();
+    /// Takes EXIF from the file's own TIFF structure, and the profile of its first directory.
+    void TakeMetadata(const CRawDirectory& first);
+    /// Matrices from XYZ to the sensor's planes, row by row, for lights of 2850 K and 6500 K.
+    void SetColorMatrices(std::span<const double> matrix1, std::span<const double> matrix2);
     /// Sizes of the sensor and of the sample buffer; 0 for the latter means the former.
     void SetRawSize(uint32_t width, uint32_t height, uint32_t bufferWidth = 0,
                     uint32_t bufferHeight = 0);
+    /// Gives the bitmap its format, from the raw size and margins, or the output size when that is
+    /// set. False when margins leave nothing, or when so few bytes of data cannot hold the sensor.
+    [[nodiscard]] bool SetPictureSize(uint64_t dataBytes, uint64_t mostSamplesPerByte);
+    /// When the caller wants a thumbnail, or any picture of some size: looks for a smaller picture
+    /// that will do, and keeps it in m_preview. `open` opens it there. Otherwise, and when none
+    /// does, the sensor's samples will be developed.
+    void ChoosePreview(const std::function<bool()>& open);
     void SetLevelsGamma(double gamma) { m_levelsGamma = gamma; }
-    /// Writes the next row of m_bits16 as the high bytes of its samples; false behind the last.
-    [[nodiscard]] bool ReadLine8(uint8_t* destination);
 
     CMappedFileImpl m_file;
+    CRawPreview m_preview;
     uint16_t m_blackLevel = 0;            // sample of black
     uint16_t m_whiteLevel = 0;            // sample of saturation
     uint16_t m_clipLevel = 65535;         // largest sample that a balance of four colours counts
@@ -70,6 +88,7 @@ protected:
 
 private:
     [[nodiscard]] bool Develop();
+    [[nodiscard]] bool ReadLine8(uint8_t* destination);
     void ConvertColors(CRawSensorImage& image);
     [[nodiscard]] bool TakeSamples(CRawSamples& samples);
 };

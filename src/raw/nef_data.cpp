@@ -13,8 +13,6 @@
 namespace kestr {
 namespace {
 
-constexpr uint32_t kPaddedSamples = 10;
-
 /// Counts of codes by length, and their values by ascending length. Bits of a value above the
 /// lowest four: so many low bits of the difference are not stored.
 struct CHuffmanTable {
@@ -47,11 +45,6 @@ std::vector<uint16_t> SampleTable(const std::vector<uint16_t>& curve) {
     return samples;
 }
 
-uint32_t RowInPicture(uint32_t stored, uint32_t height, bool interlaced) {
-    if (!interlaced || height < 2) return stored;
-    return stored / (height / 2) + 2 * stored % height;
-}
-
 using CPair = std::array<uint16_t, 2>;
 
 /// Decodes a row. Its first two values follow those two rows above, which they replace; later ones
@@ -81,27 +74,6 @@ bool IsReallyCompressed(std::span<const uint8_t> data) {
         if (data[at] != 0) return true;
     }
     return false;
-}
-
-bool ReadPackedNEF(std::span<const uint8_t> data, const CNEFPacking& packing,
-                   CRawSensorImage& image, CImageReader* reader) {
-    const uint32_t height = image.samples.height;
-    std::vector<uint16_t> row(image.samples.width);
-    CBitReader bits(data);
-    for (uint32_t i = 0; i < height; ++i) {
-        if (!StartRawRow(image, reader, i)) return false;
-        if (packing.padded) {
-            uint32_t x = 0;
-            for (uint16_t& sample : row) {
-                sample = static_cast<uint16_t>(bits.Read(12));
-                if (x++ % kPaddedSamples == kPaddedSamples - 1) bits.Read(8);
-            }
-        } else {
-            for (uint16_t& sample : row) sample = static_cast<uint16_t>(bits.Read(12));
-        }
-        StoreSensorRow(image, RowInPicture(i, height, packing.interlaced), row);
-    }
-    return true;
 }
 
 bool ReadCompressedNEF(std::span<const uint8_t> data, const CNikonCompression& compression,

@@ -4,6 +4,7 @@
 
 #include "raw/nef_data.h"
 #include "raw/nef_models.h"
+#include "raw/packed_samples.h"
 #include "raw/raw_sensor_image.h"
 #include "readers/image_reader.h"
 #include "readers/reader_registry.h"
@@ -51,8 +52,9 @@ TEST(NefData, ReadsPackedSamples) {
                 const Samples samples = Mosaic(width, height, 4095);
                 b.Packed(samples, interlaced, padded);
                 CSensor sensor(width, height);
-                ASSERT_TRUE(ReadPackedNEF(b.data, {.interlaced = interlaced, .padded = padded},
-                                          sensor.image, nullptr));
+                ASSERT_TRUE(ReadPackedSamples(
+                    b.data, {.padded = padded, .fieldRows = interlaced ? height : 0}, sensor.image,
+                    nullptr));
                 EXPECT_EQ(sensor.All(), samples);
             }
         }
@@ -64,7 +66,7 @@ TEST(NefData, SurvivesAnOddHeightOfTwoFields) {
     for (const uint32_t height : {1u, 3u, 7u}) {
         CSensor sensor(4, height);
         const std::vector<uint8_t> data(100, 0xFF);
-        EXPECT_TRUE(ReadPackedNEF(data, {.interlaced = true}, sensor.image, nullptr));
+        EXPECT_TRUE(ReadPackedSamples(data, {.fieldRows = height}, sensor.image, nullptr));
     }
 }
 

@@ -40,7 +40,7 @@ public:
         return true;
     }
     bool ReadLine(uint8_t* destination) override {
-        if (NeedsRawDecode()) return ReadLine8(destination);
+        if (NeedsRawDecode()) return CDCRawReader::ReadLine(destination);
         std::memset(destination, kPreviewLevel, static_cast<size_t>(m_bitmapInfo.RowBytes()));
         return true;
     }
