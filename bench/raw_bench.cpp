@@ -148,7 +148,6 @@ public:
         m_whiteLevel = kWhite;
         return true;
     }
-    bool ReadLine(uint8_t* destination) override { return ReadLine8(destination); }
     void Close() override { m_file.Close(); }
     bool NeedsRawDecode() override { return true; }
     void PrepareRawDecode() override {

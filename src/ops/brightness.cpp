@@ -7,6 +7,7 @@
 #include "ops/operation.h"
 #include "ops/percent_scale.h"
 #include "ops/pixel8_ops.h"
+#include "ops/sample_map.h"
 #include "ops/spill_map.h"
 
 namespace kestr {
@@ -14,24 +15,25 @@ namespace {
 
 class BrighterOps final : public Pixel8Ops {
 public:
-    explicit BrighterOps(int percent) : m_percent(percent) {}
+    explicit BrighterOps(int percent) {
+        for (size_t i = 0; i < m_map.size(); ++i) {
+            m_map[i] =
+                static_cast<uint8_t>(std::clamp(AddPercent(static_cast<int>(i), percent), 0, 255));
+        }
+    }
 
     void ProcessPixels(const CPixelView<uint8_t>& pixels) const {
-        AddPercentClipped(pixels, {m_percent, m_percent, m_percent});
+        MapSamples(pixels, {&m_map, &m_map, &m_map});
     }
     void ProcessPixel24(uint8_t* pixel) const override {
-        for (int c = 0; c < 3; ++c) pixel[c] = Brighter(pixel[c]);
+        for (int c = 0; c < 3; ++c) pixel[c] = m_map[pixel[c]];
     }
     [[nodiscard]] bool HandlesGrayIndices() const override { return true; }
-    void ProcessGrayIndex(uint8_t& level) const override { level = Brighter(level); }
+    void ProcessGrayIndex(uint8_t& level) const override { level = m_map[level]; }
     void ProcessPaletteEntry(CRGBQuad& entry) const override { ProcessPixel24(&entry.rgbBlue); }
 
 private:
-    [[nodiscard]] uint8_t Brighter(uint8_t level) const {
-        return static_cast<uint8_t>(std::clamp(AddPercent(level, m_percent), 0, 255));
-    }
-
-    int m_percent;
+    CByteMap m_map;
 };
 
 }  // namespace

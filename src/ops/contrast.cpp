@@ -8,6 +8,7 @@
 #include "ops/pixel8_ops.h"
 #include "ops/pixel_format.h"
 #include "ops/spill_map.h"
+#include "platform/triple_means.h"
 #include "platform/vector_clones.h"
 
 namespace kestr {
@@ -38,7 +39,7 @@ KESTR_INLINE uint32_t SumOfRow(const Sample* row, size_t pixels, int channels) {
     return sum;
 }
 KESTR_VECTOR_CLONES uint32_t SumRow(const uint8_t* row, size_t pixels, int channels) {
-    return SumOfRow(row, pixels, channels);
+    return channels == 3 ? SumOfTripleMeans(row, pixels) : SumOfRow(row, pixels, channels);
 }
 KESTR_VECTOR_CLONES uint32_t SumRow(const uint16_t* row, size_t pixels, int channels) {
     return SumOfRow(row, pixels, channels);
@@ -81,7 +82,7 @@ CSpillMap<Sample> MakeContrastMap(int percent, int32_t mean) {
         const int32_t distance = static_cast<int32_t>(i) - mean;
         table[i] = static_cast<int32_t>(distance * factor) + mean;
     }
-    return CSpillMap<Sample>(std::move(table), mean, percent + 100);
+    return CSpillMap<Sample>(std::move(table));
 }
 
 class ContrastOps final : public Pixel8Ops {

@@ -1,23 +1,18 @@
 #include "ops/sample_map.h"
 
+#include "platform/byte_lookup.h"
+
 namespace kestr {
 
 void MapSamples(const CPixelView<uint8_t>& pixels, const std::array<const CByteMap*, 3>& maps) {
     const bool alike = pixels.channels == 1 || (*maps[0] == *maps[1] && *maps[1] == *maps[2]);
-    const CByteMap& blue = *maps[0];
-    const CByteMap& green = *maps[1];
-    const CByteMap& red = *maps[2];
+    const std::array tables{maps[0]->data(), maps[1]->data(), maps[2]->data()};
     for (int32_t y = 0; y < pixels.height; ++y) {
         uint8_t* const row = pixels.Row(y);
-        const size_t count = pixels.RowSamples();
         if (alike) {
-            for (size_t i = 0; i < count; ++i) row[i] = blue[row[i]];
+            LookUpBytes(row, pixels.RowSamples(), tables[0]);
         } else {
-            for (size_t i = 0; i < count; i += 3) {
-                row[i] = blue[row[i]];
-                row[i + 1] = green[row[i + 1]];
-                row[i + 2] = red[row[i + 2]];
-            }
+            LookUpTriples(row, static_cast<size_t>(pixels.width), tables);
         }
     }
 }

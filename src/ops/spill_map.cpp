@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <limits>
-#include <type_traits>
 #include <utility>
 
 #include "ops/spill_clamp.h"
+#include "platform/byte_lookup.h"
 #include "platform/vector_clones.h"
 
 namespace kestr {
@@ -19,17 +18,6 @@ constexpr int32_t kLimit = std::numeric_limits<Sample>::max();
 constexpr size_t kBlockPixels = 16;
 constexpr size_t kBlock = 3 * kBlockPixels;
 using CPlane = std::array<int32_t, kBlockPixels>;
-
-/// Exact for the rest of a percentage (0 to 99 hundredths, as 65536ths rounded up) and distances up
-/// to 511: the error stays below a hundredth.
-template <typename Scale>
-KESTR_INLINE uint16_t Calculate(uint8_t level, const Scale& scale) {
-    const auto difference = static_cast<int16_t>(level - scale.centre);
-    const auto distance = static_cast<uint16_t>(difference < 0 ? -difference : difference);
-    const auto part =
-        static_cast<uint16_t>(distance * scale.whole + (uint32_t{distance} * scale.fraction >> 16));
-    return static_cast<uint16_t>(difference < 0 ? scale.centre - part : scale.centre + part);
-}
 
 /// One step of the spill clamp: what is beyond the range is halved and handed on. Nothing happens
 /// to a channel within it.
@@ -69,68 +57,69 @@ KESTR_INLINE void SpillClampPlanes(CPlane& bluePlane, CPlane& greenPlane, CPlane
     }
 }
 
-template <typename Sample, typename Parts>
-KESTR_INLINE void SpillBlock(const Parts& map, Sample* block) {
+template <size_t kSamples = kBlock, typename Sample>
+KESTR_INLINE bool IsOutside(const typename CSpillMap<Sample>::CParts& map, const Sample* samples) {
+    Sample outside = map.none;
+    for (size_t i = 0; i < kSamples; ++i) {
+        outside |= static_cast<Sample>(samples[i] - map.least) > map.span ? 1 : 0;
+    }
+    return outside != 0;
+}
+
+template <typename Sample>
+KESTR_INLINE void SpillBlock(const typename CSpillMap<Sample>::CParts& map, const Sample* from,
+                             Sample* to) {
     CPlane blue;
     CPlane green;
     CPlane red;
     for (size_t i = 0; i < kBlockPixels; ++i) {
-        blue[i] = map.table[block[3 * i]];
-        green[i] = map.table[block[3 * i + 1]];
-        red[i] = map.table[block[3 * i + 2]];
+        blue[i] = map.table[from[3 * i]];
+        green[i] = map.table[from[3 * i + 1]];
+        red[i] = map.table[from[3 * i + 2]];
     }
     SpillClampPlanes(blue, green, red, kLimit<Sample>);
     for (size_t i = 0; i < kBlockPixels; ++i) {
-        block[3 * i] = static_cast<Sample>(blue[i]);
-        block[3 * i + 1] = static_cast<Sample>(green[i]);
-        block[3 * i + 2] = static_cast<Sample>(red[i]);
+        to[3 * i] = static_cast<Sample>(blue[i]);
+        to[3 * i + 1] = static_cast<Sample>(green[i]);
+        to[3 * i + 2] = static_cast<Sample>(red[i]);
     }
 }
 
-/// Maps whole blocks of colours, and tells how many pixels that were.
-template <typename Sample, typename Parts>
-KESTR_INLINE size_t MapBlocks(const Parts& map, Sample* row, size_t pixels) {
-    const Parts parts = map;
-    const size_t end = pixels / kBlockPixels * kBlockPixels;
-    for (size_t done = 0; done < end; done += kBlockPixels) {
-        Sample* const block = row + 3 * done;
-        if constexpr (sizeof(Sample) == 1) {
-            if (parts.calculate) {
-                std::array<uint8_t, kBlock> values;
-                uint16_t high = 0;
-                for (size_t i = 0; i < kBlock; ++i) {
-                    const uint16_t value = Calculate(block[i], parts.scale);
-                    high |= value;
-                    values[i] = static_cast<uint8_t>(value);
-                }
-                if (high > 255) {
-                    SpillBlock(parts, block);
-                } else {
-                    std::memcpy(block, values.data(), kBlock);
-                }
-                continue;
-            }
-        }
-        Sample outside = parts.none;
-        for (size_t i = 0; i < kBlock; ++i) {
-            outside |= static_cast<Sample>(block[i] - parts.least) > parts.span ? 1 : 0;
-        }
-        if (outside != 0) {
-            SpillBlock(parts, block);
+void MapLevels(const uint8_t* table, uint8_t* row, size_t count) {
+    LookUpBytes(row, count, table);
+}
+void MapLevels(const uint16_t* table, uint16_t* row, size_t count) {
+    for (size_t i = 0; i < count; ++i) row[i] = table[row[i]];
+}
+
+/// Maps whole blocks of colours.
+KESTR_VECTOR_CLONES void MapBlocks(const CSpillMap<uint16_t>::CParts& map, uint16_t* row,
+                                   size_t blocks) {
+    for (; blocks != 0; --blocks, row += kBlock) {
+        if (IsOutside(map, row)) {
+            SpillBlock(map, row, row);
         } else {
-            for (size_t i = 0; i < kBlock; ++i) block[i] = parts.clipped[block[i]];
+            for (size_t i = 0; i < kBlock; ++i) row[i] = map.clipped[row[i]];
         }
     }
-    return end;
 }
 
-KESTR_VECTOR_CLONES size_t MapColours(const CSpillMap<uint8_t>::CParts& map, uint8_t* row,
-                                      size_t pixels) {
-    return MapBlocks(map, row, pixels);
-}
-KESTR_VECTOR_CLONES size_t MapColours(const CSpillMap<uint16_t>::CParts& map, uint16_t* row,
-                                      size_t pixels) {
-    return MapBlocks(map, row, pixels);
+/// Does those blocks of a row of bytes again that had to be spilled where they were clipped.
+KESTR_VECTOR_CLONES void SpillBlocks(const CSpillMap<uint8_t>::CParts& map, const uint8_t* before,
+                                     uint8_t* row, size_t blocks) {
+    while (blocks != 0) {
+        constexpr size_t kGroup = 8;  // blocks that are looked at together
+        if (blocks >= kGroup && !IsOutside<kGroup * kBlock>(map, before)) {
+            blocks -= kGroup;
+            before += kGroup * kBlock;
+            row += kGroup * kBlock;
+            continue;
+        }
+        const size_t end = blocks - std::min(blocks, kGroup);
+        for (; blocks != end; --blocks, before += kBlock, row += kBlock) {
+            if (IsOutside(map, before)) SpillBlock(map, before, row);
+        }
+    }
 }
 
 }  // namespace
@@ -148,24 +137,7 @@ CSpillMap<Sample>::CSpillMap(std::vector<int32_t> table)
                .clipped = m_clipped.data(),
                .least = static_cast<Sample>(first - m_table.begin()),
                .span = static_cast<Sample>(first == last ? 0 : last - first - 1),
-               .none = static_cast<Sample>(first == last ? 1 : 0),
-               .calculate = false,
-               .scale = {}};
-}
-
-template <typename Sample>
-CSpillMap<Sample>::CSpillMap(std::vector<int32_t> table, int32_t centre, int32_t percent)
-    : CSpillMap(std::move(table)) {
-    if (sizeof(Sample) > 1 || percent < 0 || centre < -255 || centre > 255) return;
-    m_parts.scale = {static_cast<int16_t>(centre), static_cast<uint16_t>(percent / 100),
-                     static_cast<uint16_t>((percent % 100 * 65536 + 99) / 100)};
-    m_parts.calculate = true;
-    for (size_t level = 0; level < m_table.size(); ++level) {
-        const uint16_t value = Calculate(static_cast<uint8_t>(level), m_parts.scale);
-        const bool fits = value == m_table[level];
-        const bool bothOutside = value > 255 && (m_table[level] < 0 || m_table[level] > 255);
-        m_parts.calculate = m_parts.calculate && (fits || bothOutside);
-    }
+               .none = static_cast<Sample>(first == last ? 1 : 0)};
 }
 
 template <typename Sample>
@@ -180,14 +152,23 @@ void CSpillMap<Sample>::Colour(Sample* pixel) const {
 
 template <typename Sample>
 void CSpillMap<Sample>::Map(const CPixelView<Sample>& pixels) const {
+    const size_t count = pixels.RowSamples();
+    const size_t blocks = pixels.channels == 3 ? count / kBlock : 0;
+    [[maybe_unused]] std::vector<Sample> before(sizeof(Sample) == 1 ? blocks * kBlock : 0);
     for (int32_t y = 0; y < pixels.height; ++y) {
         Sample* const row = pixels.Row(y);
-        if (pixels.channels == 3) {
-            const auto width = static_cast<size_t>(pixels.width);
-            for (size_t x = MapColours(m_parts, row, width); x < width; ++x) Colour(row + 3 * x);
-        } else {
-            for (size_t i = 0; i < pixels.RowSamples(); ++i) row[i] = Level(row[i]);
+        if (pixels.channels != 3) {
+            MapLevels(m_clipped.data(), row, count);
+            continue;
         }
+        if constexpr (sizeof(Sample) == 1) {
+            std::copy_n(row, blocks * kBlock, before.begin());
+            MapLevels(m_clipped.data(), row, blocks * kBlock);
+            SpillBlocks(m_parts, before.data(), row, blocks);
+        } else {
+            MapBlocks(m_parts, row, blocks);
+        }
+        for (size_t i = blocks * kBlock; i < count; i += 3) Colour(row + i);
     }
 }
 
