@@ -37,7 +37,9 @@ constexpr CSeed kSeeds[] = {
     {31, "psd/cmyk.psd"},     {31, "psd/lab.psd"},         {31, "psd/indexed.psd"},
     {31, "psd/bitmap.psd"},   {31, "psd/duotone.psd"},     {31, "psd/float.psd"},
     {47, "nef/packed.nef"},   {47, "nef/compressed.nef"},  {47, "nef/gray16.nef"},
-    {47, "nef/rgb.nef"},
+    {47, "nef/rgb.nef"},      {63, "sony/a700.arw"},       {63, "sony/a100.arw"},
+    {63, "sony/r1.sr2"},      {65, "leica/lx1.raw"},       {65, "leica/fz8.raw"},
+    {74, "erf/rd1.erf"},      {72, "kdc/p880.kdc"},
 };
 
 constexpr size_t kMostCuts = 600;  // lengths and flipped bits that are tried of one file, evenly
