@@ -1,49 +1,29 @@
-// Canon's CIFF heap as text. A heap ends with the offset of its directory: a count, then records of
-// ten bytes: type, size, offset from the start of the heap. Of the type word the two high bits tell
-// where the value stands, the next three what it is. Layout and tag numbers: CIFF Specification on
-// Image Data File, version 1.0 revision 4.
+// Canon's CIFF heap as text. Tag numbers: CIFF Specification on Image Data File, version 1.0
+// revision 4.
 #include <bit>
 #include <cmath>
 #include <optional>
 
 #include "base/format_text.h"
 #include "metadata/camera_text.h"
+#include "metadata/ciff_heap.h"
 #include "metadata/tiff_bytes.h"
 
 namespace kestr {
 namespace {
 
-constexpr size_t kRecordBytes = 10;
-constexpr uint16_t kStorageMask = 0xC000;
-constexpr uint16_t kStoredInRecord = 0x4000;
-constexpr uint16_t kKindMask = 0x3800;
-constexpr uint16_t kSubHeap = 0x2800;
-constexpr uint16_t kOtherSubHeap = 0x3000;
 constexpr int kDeepest = 8;
 constexpr int kMostRecords = 4096;
 
 class CCIFFWalk {
 public:
-    explicit CCIFFWalk(bool bigEndian) : m_bigEndian(bigEndian) {}
-
-    void Heap(std::span<const uint8_t> heap, int depth) {
-        if (heap.size() < 6 || depth > kDeepest) return;
-        const CTIFFBytes in(heap, m_bigEndian);
-        const uint64_t at = in.U32(heap.size() - 4);
-        if (!in.Holds(at, 2)) return;
-        const size_t count = in.U16(at);
-        for (size_t i = 0; i < count && m_left > 0; ++i, --m_left) {
-            const uint64_t record = at + 2 + i * kRecordBytes;
-            if (!in.Holds(record, kRecordBytes)) return;
-            const uint16_t type = in.U16(record);
-            auto value = SubRange(heap, in.U32(record + 6), in.U32(record + 2));
-            const bool inRecord = (type & kStorageMask) == kStoredInRecord;
-            if (inRecord) value = SubRange(heap, record + 2, 8);
-            const uint16_t kind = type & kKindMask;
-            if (kind == kSubHeap || kind == kOtherSubHeap) {
-                if (!inRecord) Heap(value, depth + 1);
-            } else {
-                Record(type & ~kStorageMask, CTIFFBytes(value, m_bigEndian));
+    void Heap(const CCIFFHeap& heap, int depth) {
+        for (size_t i = 0; i < heap.Count() && m_left > 0; ++i, --m_left) {
+            const CCIFFRecord record = heap.Record(i);
+            if (!record.IsHeap()) {
+                Record(record.Tag(), CTIFFBytes(record.value, heap.BigEndian()));
+            } else if (depth < kDeepest) {
+                Heap(CCIFFHeap(record.value, heap.BigEndian()), depth + 1);
             }
         }
     }
@@ -77,7 +57,6 @@ private:
         return std::bit_cast<float>(value.U32(at));
     }
 
-    bool m_bigEndian;
     int m_left = kMostRecords;
     std::string m_text;
 };
@@ -191,12 +170,8 @@ void CCIFFWalk::Exposure(const CTIFFBytes& value) {
 }  // namespace
 
 std::string CIFFText(std::span<const uint8_t> file) {
-    const bool little = file.size() >= 6 && file[0] == 'I' && file[1] == 'I';
-    const bool big = file.size() >= 6 && file[0] == 'M' && file[1] == 'M';
-    if (!little && !big) return {};
-    const uint32_t start = CTIFFBytes(file, big).U32(2);
-    CCIFFWalk walk(big);
-    walk.Heap(SubRange(file, start), 0);
+    CCIFFWalk walk;
+    walk.Heap(RootHeap(file), 0);
     return walk.Take();
 }
 
