@@ -3,6 +3,7 @@
 #include <new>
 
 #include "api/handles.h"
+#include "readers/closed_library.h"
 
 namespace kestr {
 namespace {
@@ -56,6 +57,10 @@ KESTR_API int32_t KESTR_CALL cSwapImage(HKESTRSESSION a, HKESTRSESSION b) {
     if (!a || !b) return 0;
     CDLLSession::SwapImages(*FromHandle(a), *FromHandle(b));
     return 1;
+}
+
+KESTR_API void KESTR_CALL cUnloadDLLs(uint8_t mask) {
+    UnloadClosedLibraries(mask);
 }
 
 }  // extern "C"

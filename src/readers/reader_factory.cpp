@@ -21,8 +21,8 @@ constexpr auto kFallBackList = std::to_array<CTypeId>(
      kTypeXBM,          kTypeXPM,          kTypeXWD,      kTypeMBM, kTypeWinFax});
 static_assert(kFallBackList.size() == 25);
 
-/// The closed library that develops files of the Canon EOS-1D is not to be had on any system that
-/// is supported today.
+/// The closed library that would develop TIFF files of the Canon EOS-1D hands out a table of
+/// functions whose layout is not known: it cannot be used.
 bool CanStartCanonLibrary() {
     return false;
 }
