@@ -24,6 +24,8 @@ public:
     [[nodiscard]] bool IsTaken() const { return m_taken; }
     /// The next row as the bitmap has it.
     [[nodiscard]] bool ReadLine(CImageReader& owner, uint8_t* destination);
+    /// The reader of a JPEG stream, with what it gathered; null when there is none.
+    [[nodiscard]] CImageReader* JPEG() { return m_jpeg.get(); }
     /// Lets go of the file's bytes.
     void Close();
     /// Makes it as new.

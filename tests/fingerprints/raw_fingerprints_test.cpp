@@ -26,5 +26,11 @@ const CFingerprints kCases{
     Developed("erf/rd1.erf", 1),      Developed("kdc/p880.kdc", 1),
 };
 
+// The picture inside, decoded by libjpeg.
+const CFingerprints kPreviews{
+    {"load crw/s40.crw",
+     [](CHandle& handle) { EXPECT_TRUE(handle.Load(FuzzSeed("crw/s40.crw"))); }},
+};
+
 }  // namespace
 }  // namespace kestr::test

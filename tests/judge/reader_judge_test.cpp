@@ -39,7 +39,8 @@ constexpr CSeed kSeeds[] = {
     {47, "nef/packed.nef"},   {47, "nef/compressed.nef"},  {47, "nef/gray16.nef"},
     {47, "nef/rgb.nef"},      {63, "sony/a700.arw"},       {63, "sony/a100.arw"},
     {63, "sony/r1.sr2"},      {65, "leica/lx1.raw"},       {65, "leica/fz8.raw"},
-    {74, "erf/rd1.erf"},      {72, "kdc/p880.kdc"},
+    {74, "erf/rd1.erf"},      {72, "kdc/p880.kdc"},        {52, "crw/heap.crw"},
+    {52, "crw/both.cr2"},     {52, "crw/gray.crw"},        {52, "crw/pro70_big.crw"},
 };
 
 constexpr size_t kMostCuts = 600;  // lengths and flipped bits that are tried of one file, evenly
