@@ -5,16 +5,13 @@
 
 #include "base/callback.h"
 #include "base/picture_size.h"
-#include "ops/filter_resampler.h"
-#include "ops/pixel_view.h"
 #include "raw/demosaic.h"
 #include "raw/neutral_estimate.h"
-#include "raw/raw_levels.h"
+#include "raw/raw_finish.h"
 
 namespace kestr {
 namespace {
 
-constexpr int kWindowedSinc = 7;  // the resampling filter with the sharpest picture
 constexpr int kPixelSamples = 3;
 // Kelvin of the lights that the tables of camera matrices are for.
 constexpr uint16_t kIlluminantA = 2850;
@@ -24,11 +21,6 @@ constexpr uint16_t kDaylight = 6500;
 CRawBox InnerBox(const CRawSamples& samples, uint32_t marginX, uint32_t marginY) {
     if (samples.width / 2 < marginX || samples.height / 2 < marginY) return {};
     return {marginX, marginY, samples.width - 2 * marginX, samples.height - 2 * marginY};
-}
-
-CPixelView<uint16_t> ViewOf(CRawSamples& image) {
-    return View16(image.samples, static_cast<int32_t>(image.width),
-                  static_cast<int32_t>(image.height), kPixelSamples);
 }
 
 }  // namespace
@@ -73,55 +65,30 @@ bool CDCRawReader::Develop() {
         return false;
     }
     AfterInterpolate(image);
-    if (CheckAbort()) return false;
-    ConvertColors(image);
-    return !CheckAbort() && TakeSamples(image.samples);
+    return !CheckAbort() && Finish(image);
 }
 
-void CDCRawReader::ConvertColors(CRawSensorImage& image) {
+/// Colours, crop and levels.
+bool CDCRawReader::Finish(CRawSensorImage& image) {
     m_temperatureOverride = static_cast<uint16_t>(callback::ColorTemperature(m_session));
+    const CRawBox inner = InnerBox(image.samples, m_marginX, m_marginY);
     if (m_colorCount == 4 && m_asShotNeutral.empty()) {
-        m_estimatedNeutral = EstimateNeutralFromBox(
-            image.samples, InnerBox(image.samples, m_marginX, m_marginY), m_clipLevel);
+        m_estimatedNeutral = EstimateNeutralFromBox(image.samples, inner, m_clipLevel);
         m_asShotNeutral = m_estimatedNeutral;
     }
-    const auto processor = CreateRawProcessor(callback::UseCIECAM02(m_session), m_cameraColor);
-    const CRawPass pass{.neutral = m_asShotNeutral,
-                        .analogBalance = m_analogBalance,
-                        .black = m_blackLevel,
-                        .white = m_whiteLevel,
-                        .temperature = m_temperatureOverride,
-                        .reader = this,
-                        .passIndex = image.passIndex + 1,
-                        .passCount = image.passCount,
-                        .rowScale = image.rowScale,
-                        .marginX = m_marginX,
-                        .marginY = m_marginY};
-    m_histograms = {};
-    m_colorTemperature = m_colorCount == 4 ? processor->Process4(pass, image.samples, m_histograms)
-                                           : processor->Process3(pass, image.samples, m_histograms);
-}
-
-bool CDCRawReader::TakeSamples(CRawSamples& samples) {
-    if (!samples.Compact(m_marginX, m_marginY)) return false;
-    if (m_outputWidth != 0 && m_outputHeight != 0) {
-        CRawSamples resampled(m_outputWidth, m_outputHeight, kPixelSamples);
-        ResampleFiltered(ViewOf(samples), ViewOf(resampled), kWindowedSinc);
-        samples = std::move(resampled);
-    }
-    // What the picture has is what is delivered, also where Open() has said something else.
-    m_bitmapInfo.SetFormat(24, static_cast<int32_t>(samples.width),
-                           static_cast<int32_t>(samples.height));
-    m_bits16 = std::move(samples.samples);
-
-    if (std::ranges::any_of(m_histograms[0], [](uint32_t bin) { return bin != 0; })) {
-        const auto levels =
-            LevelsFromHistograms(m_histograms, uint64_t{samples.width} * samples.height,
-                                 m_lowClipPerMille, m_highClipPerMille);
-        m_levelsBlack = levels.black;
-        m_levelsWhite = levels.white;
-    }
-    return true;
+    const CRawFinish finish{.cameraColor = m_cameraColor,
+                            .analogBalance = m_analogBalance,
+                            .neutral = m_asShotNeutral,
+                            .black = m_blackLevel,
+                            .white = m_whiteLevel,
+                            .temperature = m_temperatureOverride,
+                            .crop = inner,
+                            .outputWidth = m_outputWidth,
+                            .outputHeight = m_outputHeight,
+                            .lowClipPerMille = m_lowClipPerMille,
+                            .highClipPerMille = m_highClipPerMille};
+    ConvertRawColors(*this, finish, image, m_histograms);
+    return !CheckAbort() && TakeRawPicture(*this, finish, image.samples, m_histograms);
 }
 
 void CDCRawReader::SetRawSize(uint32_t width, uint32_t height, uint32_t bufferWidth,
@@ -153,10 +120,7 @@ void CDCRawReader::ForgetFile() {
 }
 
 void CDCRawReader::TakeMetadata(const CRawDirectory& first) {
-    auto exif = std::make_unique<CEXIF_Members>();
-    if (exif->Parse(m_file.Bytes(), false, false)) m_exif = std::move(exif);
-    const auto profile = first.Bytes(raw_tag::kProfile);
-    if (!profile.empty()) SetICCProfile(profile);
+    TakeRawMetadata(*this, m_file.Bytes(), first);
 }
 
 void CDCRawReader::SetColorMatrices(std::span<const double> matrix1,
@@ -200,22 +164,13 @@ void CDCRawReader::ChoosePreview(const std::function<bool()>& open) {
 }
 
 bool CDCRawReader::ReadLine(uint8_t* destination) {
-    return m_preview.IsTaken() ? m_preview.ReadLine(*this, destination) : ReadLine8(destination);
+    if (m_preview.IsTaken()) return m_preview.ReadLine(*this, destination);
+    return ReadHighBytes(*this, m_nextRow++, destination);
 }
 
 void CDCRawReader::Close() {
     m_preview.Close();
     m_file.Close();
-}
-
-/// The next row of m_bits16 as the high bytes of its samples; false behind the last.
-bool CDCRawReader::ReadLine8(uint8_t* destination) {
-    const auto rowSamples = static_cast<size_t>(m_bitmapInfo.Width()) * kPixelSamples;
-    if (rowSamples == 0 || m_nextRow >= m_bits16.size() / rowSamples) return false;
-    const uint16_t* row = m_bits16.data() + m_nextRow * rowSamples;
-    for (size_t i = 0; i < rowSamples; ++i) destination[i] = static_cast<uint8_t>(row[i] >> 8);
-    ++m_nextRow;
-    return true;
 }
 
 }  // namespace kestr

@@ -88,9 +88,7 @@ protected:
 
 private:
     [[nodiscard]] bool Develop();
-    [[nodiscard]] bool ReadLine8(uint8_t* destination);
-    void ConvertColors(CRawSensorImage& image);
-    [[nodiscard]] bool TakeSamples(CRawSamples& samples);
+    [[nodiscard]] bool Finish(CRawSensorImage& image);
 };
 
 }  // namespace kestr

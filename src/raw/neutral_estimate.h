@@ -14,15 +14,8 @@ namespace kestr {
 [[nodiscard]] std::vector<double> EstimateNeutralFromSamples(const CRawSensorImage& image,
                                                              uint16_t black, uint16_t white);
 
-/// Columns and rows of a picture, which must lie inside it.
-struct CRawBox {
-    uint32_t x = 0;
-    uint32_t y = 0;
-    uint32_t width = 0;
-    uint32_t height = 0;
-};
-
-/// One value a plane, from demosaiced samples: the means of the pixels of a box whose samples all
+/// One value a plane, from demosaiced samples: the means of the pixels of a box, which must
+/// lie inside, whose samples all
 /// lie in limit / 16..limit, or of all its pixels when none does. A box without light has 1.0.
 [[nodiscard]] std::vector<double> EstimateNeutralFromBox(const CRawSamples& samples,
                                                          const CRawBox& box, uint16_t limit);

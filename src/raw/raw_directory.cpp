@@ -2,6 +2,7 @@
 
 #include "base/byte_cursor.h"
 #include "base/picture_size.h"
+#include "readers/image_reader.h"
 
 namespace kestr {
 
@@ -68,6 +69,14 @@ std::span<const uint8_t> CRawDirectory::PictureBytes(CSize size, uint32_t bytesP
     if (!wanted) return {};
     const auto bytes = SubRange(m_file->Bytes(), *offset, *wanted);
     return bytes.size() == *wanted ? bytes : std::span<const uint8_t>();
+}
+
+void TakeRawMetadata(CImageReader& reader, std::span<const uint8_t> file,
+                     const CRawDirectory& first) {
+    auto exif = std::make_unique<CEXIF_Members>();
+    if (exif->Parse(file, false, false)) reader.m_exif = std::move(exif);
+    const auto profile = first.Bytes(raw_tag::kProfile);
+    if (!profile.empty()) reader.SetICCProfile(profile);
 }
 
 }  // namespace kestr

@@ -10,6 +10,8 @@
 
 namespace kestr {
 
+class CImageReader;
+
 /// Tags that the makers' directories share (TIFF 6.0, TIFF/EP).
 namespace raw_tag {
 inline constexpr uint16_t kWidth = 256;
@@ -65,5 +67,10 @@ private:
     const CTIFFDirectory* m_directory;
     bool m_bigEndian;
 };
+
+/// Gives the reader the EXIF record of a file that is a TIFF structure, and the profile of its
+/// first directory.
+void TakeRawMetadata(CImageReader& reader, std::span<const uint8_t> file,
+                     const CRawDirectory& first);
 
 }  // namespace kestr

@@ -1,5 +1,7 @@
 #include "raw/raw_preview.h"
 
+#include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "base/channel_order.h"
@@ -36,13 +38,39 @@ bool CRawPreview::OpenRGB(CImageReader& owner, std::span<const uint8_t> pixels, 
     return true;
 }
 
+bool CRawPreview::OpenGray(CImageReader& owner, std::span<const uint8_t> pixels, uint32_t width,
+                           uint32_t height, bool inverted) {
+    if (pixels.empty()) return false;
+    Drop();
+    m_taken = true;
+    m_pixels = pixels;
+    CBitmapInfo& info = owner.m_bitmapInfo;
+    info.SetFormat(8, static_cast<int32_t>(width), static_cast<int32_t>(height));
+    info.SetGrayPalette();
+    if (inverted) std::ranges::reverse(info.Palette());
+    return true;
+}
+
+CRawBox CRawPreview::FullSize(const CImageReader& owner) const {
+    if (m_jpeg && m_jpeg->m_originalWidth != 0) {
+        return {.width = m_jpeg->m_originalWidth, .height = m_jpeg->m_originalHeight};
+    }
+    return {.width = static_cast<uint32_t>(owner.m_bitmapInfo.Width()),
+            .height = static_cast<uint32_t>(owner.m_bitmapInfo.Height())};
+}
+
 bool CRawPreview::ReadLine(CImageReader& owner, uint8_t* destination) {
     if (m_jpeg) return m_jpeg->ReadLine(destination);
     owner.ReportProgress(m_nextRow, 1, 1);
     const auto width = static_cast<size_t>(owner.m_bitmapInfo.Width());
-    const size_t at = m_nextRow * width * 3;
-    if (owner.CheckAbort() || m_pixels.size() < at + width * 3) return false;
-    SwapRedBlue(m_pixels.data() + at, destination, width);
+    const size_t rowBytes = width * static_cast<size_t>(owner.m_bitmapInfo.BitCount() / 8);
+    const size_t at = m_nextRow * rowBytes;
+    if (owner.CheckAbort() || m_pixels.size() < at + rowBytes) return false;
+    if (rowBytes == width) {
+        std::memcpy(destination, m_pixels.data() + at, rowBytes);
+    } else {
+        SwapRedBlue(m_pixels.data() + at, destination, width);
+    }
     ++m_nextRow;
     return true;
 }

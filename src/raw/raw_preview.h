@@ -5,6 +5,7 @@
 #include <memory>
 #include <span>
 
+#include "raw/raw_samples.h"
 #include "readers/image_reader.h"
 
 namespace kestr {
@@ -20,6 +21,11 @@ public:
     /// bytes.
     [[nodiscard]] bool OpenRGB(CImageReader& owner, std::span<const uint8_t> pixels, uint32_t width,
                                uint32_t height);
+    /// The same with one byte a pixel, black first unless `inverted`.
+    [[nodiscard]] bool OpenGray(CImageReader& owner, std::span<const uint8_t> pixels,
+                                uint32_t width, uint32_t height, bool inverted);
+    /// The picture's own size, before any reduction.
+    [[nodiscard]] CRawBox FullSize(const CImageReader& owner) const;
     /// Whether there is one; still so after Close().
     [[nodiscard]] bool IsTaken() const { return m_taken; }
     /// The next row as the bitmap has it.

@@ -17,29 +17,35 @@ CRawSamples::CRawSamples(uint32_t width_, uint32_t height_, uint8_t colors_)
 }
 
 bool CRawSamples::Compact(uint32_t marginX, uint32_t marginY) {
-    constexpr uint8_t kKept = 3;
     if (width / 2 < marginX || height / 2 < marginY) return false;
-    const uint32_t newWidth = width - 2 * marginX, newHeight = height - 2 * marginY;
-    if (newWidth == 0 || newHeight == 0) return false;
-    if (newWidth == width && newHeight == height && colors == kKept) return true;
+    return Crop({marginX, marginY, width - 2 * marginX, height - 2 * marginY});
+}
+
+bool CRawSamples::Crop(const CRawBox& box) {
+    constexpr uint8_t kKept = 3;
+    if (box.width == 0 || box.height == 0 || box.x > width || box.y > height ||
+        box.width > width - box.x || box.height > height - box.y) {
+        return false;
+    }
+    if (box.width == width && box.height == height && colors == kKept) return true;
 
     uint16_t* to = samples.data();
-    for (uint32_t y = 0; y < newHeight; ++y) {
-        const uint16_t* from = Pixel(y + marginY, marginX);
+    for (uint32_t y = 0; y < box.height; ++y) {
+        const uint16_t* from = Pixel(y + box.y, box.x);
         if (colors == kKept) {
-            std::memmove(to, from, size_t{newWidth} * kKept * sizeof *to);
-            to += size_t{newWidth} * kKept;
+            std::memmove(to, from, size_t{box.width} * kKept * sizeof *to);
+            to += size_t{box.width} * kKept;
             continue;
         }
-        for (uint32_t x = 0; x < newWidth; ++x, from += colors) {
+        for (uint32_t x = 0; x < box.width; ++x, from += colors) {
             for (int c = 0; c < kKept; ++c) *to++ = from[c];
         }
     }
-    width = newWidth;
-    height = newHeight;
+    width = box.width;
+    height = box.height;
     colors = kKept;
     layoutChanged = true;
-    samples.Truncate(size_t{newWidth} * newHeight * kKept);
+    samples.Truncate(size_t{box.width} * box.height * kKept);
     return true;
 }
 

@@ -7,6 +7,14 @@
 
 namespace kestr {
 
+/// Columns and rows of a picture.
+struct CRawBox {
+    uint32_t x = 0;
+    uint32_t y = 0;
+    uint32_t width = 0;
+    uint32_t height = 0;
+};
+
 /// Sensor values: `height` rows of `width` pixels of `colors` adjacent 16-bit samples, unpadded,
 /// top row first.
 class CRawSamples {
@@ -29,6 +37,8 @@ public:
     /// the bottom, and keeps the first three samples of a pixel, in place. False, with nothing
     /// changed, when no pixel would be left.
     [[nodiscard]] bool Compact(uint32_t marginX, uint32_t marginY);
+    /// The same for any part of the picture. False when it is empty or not inside.
+    [[nodiscard]] bool Crop(const CRawBox& box);
 
     uint32_t width = 0;          // pixels
     uint32_t height = 0;         // rows

@@ -8,17 +8,19 @@
 
 namespace kestr {
 
-/// Stores a row of sensor values, each at the sample of its pixel that FC() tells. Rows that the
-/// image does not have, and values behind its right edge, are dropped.
-inline void StoreSensorRow(CRawSensorImage& image, uint32_t y, std::span<const uint16_t> values) {
+/// Stores sensor values of row `y` from column `left` on, each at the sample of its pixel that FC()
+/// tells. Rows that the image does not have, and values behind its right edge, are dropped.
+inline void StoreSensorRow(CRawSensorImage& image, uint32_t y, std::span<const uint16_t> values,
+                           uint32_t left = 0) {
     CRawSamples& samples = image.samples;
-    if (y >= samples.height) return;
+    if (y >= samples.height || left >= samples.width) return;
     const size_t colors = samples.colors;
     std::array<size_t, 8> place;  // of a value, in samples from the first of eight pixels
-    for (uint32_t x = 0; x < 8; ++x) place[x] = x * colors + image.FC(y, x);
-    const size_t count = values.size() < samples.width ? values.size() : samples.width;
+    for (uint32_t x = 0; x < 8; ++x) place[x] = x * colors + image.FC(y, left + x);
+    const size_t room = samples.width - left;
+    const size_t count = values.size() < room ? values.size() : room;
     const uint16_t* in = values.data();
-    uint16_t* out = samples.Row(y);
+    uint16_t* out = samples.Pixel(y, left);
     size_t x = 0;
     for (; x + 8 <= count; x += 8, in += 8, out += 8 * colors) {
         for (size_t i = 0; i < 8; ++i) out[place[i]] = in[i];
