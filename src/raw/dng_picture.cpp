@@ -40,8 +40,7 @@ constexpr uint16_t kMosaic = 32803;
 constexpr uint16_t kStaggered = 2;
 constexpr uint32_t kUncompressed = 1;
 constexpr uint32_t kLosslessJPEG = 7;
-constexpr uint32_t kUntoldEdge =
-    3;  // rows and columns cut off at each edge when no crop is told
+constexpr uint32_t kUntoldEdge = 3;  // rows and columns cut off at each edge when no crop is told
 constexpr uint32_t kFirstWithout16Bits = 0x01010000;  // DNGVersion
 // Kelvin of the two matrices' lights; the file's own are not looked at.
 constexpr uint16_t kIlluminant1 = 2850;

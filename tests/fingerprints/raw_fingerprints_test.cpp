@@ -17,13 +17,27 @@ CFingerprintCase Developed(const char* seed, uint32_t method) {
 }
 
 const CFingerprints kCases{
-    Developed("nef/packed.nef", 0),   Developed("nef/compressed.nef", 1),
-    Developed("nef/split14.nef", 1),  Developed("nef/four_colours.nef", 1),
-    Developed("nef/ciphered.nef", 0), Developed("sony/a700.arw", 1),
-    Developed("sony/a700u.arw", 1),   Developed("sony/a700_columns.arw", 0),
-    Developed("sony/a100.arw", 1),    Developed("sony/r1.sr2", 0),
-    Developed("leica/lx1.raw", 1),    Developed("leica/fz8.raw", 0),
-    Developed("erf/rd1.erf", 1),      Developed("kdc/p880.kdc", 1),
+    Developed("nef/packed.nef", 0),
+    Developed("nef/compressed.nef", 1),
+    Developed("nef/split14.nef", 1),
+    Developed("nef/four_colours.nef", 1),
+    Developed("nef/ciphered.nef", 0),
+    Developed("sony/a700.arw", 1),
+    Developed("sony/a700u.arw", 1),
+    Developed("sony/a700_columns.arw", 0),
+    Developed("sony/a100.arw", 1),
+    Developed("sony/r1.sr2", 0),
+    Developed("leica/lx1.raw", 1),
+    Developed("leica/fz8.raw", 0),
+    Developed("erf/rd1.erf", 1),
+    Developed("kdc/p880.kdc", 1),
+    Developed("dng/plain16.dng", 0),
+    Developed("dng/table12.dng", 1),
+    Developed("dng/lossless_tiles.dng", 2),
+    Developed("dng/linear3.dng", 1),
+    Developed("dng/linear4_no_matrix.dng", 1),
+    Developed("dng/gray.dng", 1),
+    Developed("dng/four_colours.dng", 1),
 };
 
 // The picture inside, decoded by libjpeg.
