@@ -13,6 +13,7 @@
 #include "ops/mirror.h"
 #include "ops/pixel_format.h"
 #include "ops/pixel_view.h"
+#include "platform/triple_transpose.h"
 #include "platform/vector_clones.h"
 
 namespace kestr {
@@ -109,13 +110,53 @@ void TurnTile(const CTurn<Sample>& turn, const CPixelView<Sample>& destination, 
     TurnSingly<kChannels>(turn, destination, x, top, right, bottom);
 }
 
+/// As many whole squares of the tile as there are, from its left top corner on. Answers how many
+/// columns that were; they are done down to the last whole square.
+int32_t TurnSquares(const CTurn<uint8_t>& turn, const CPixelView<uint8_t>& destination,
+                    int32_t left, int32_t top, int32_t right, int32_t bottom) {
+    constexpr int32_t kSide = kTransposedSide;
+    // Source columns run downwards or upwards along destination rows.
+    const bool downwards = turn.down > 0;
+    for (int32_t x = left; x + kSide <= right; x += kSide) {
+        for (int32_t y = top; y + kSide <= bottom; y += kSide) {
+            const int32_t firstRow = downwards ? y : y + kSide - 1;
+            const uint8_t* const from = turn.corner + x * turn.along + firstRow * turn.down;
+            uint8_t* const to = destination.Row(firstRow) + ptrdiff_t{x} * 3;
+            const ptrdiff_t step = downwards ? destination.rowStep : -destination.rowStep;
+            if (!TransposeTriples(from, turn.along, to, step)) return 0;
+            // What the tile below will read and write.
+            for (int32_t i = 0; i < kSide; ++i) {
+                __builtin_prefetch(from + i * turn.along + kTileRows * turn.down);
+                __builtin_prefetch(to + i * step + kTileRows * destination.rowStep, 1);
+            }
+        }
+    }
+    return (right - left) / kSide * kSide;
+}
+
+/// A tile by squares where they are quick, and the rest of it.
+template <int kChannels, typename Sample>
+void TurnTileBySquares(const CTurn<Sample>& turn, const CPixelView<Sample>& destination,
+                       int32_t left, int32_t top, int32_t right, int32_t bottom) {
+    if constexpr (kChannels == 3 && sizeof(Sample) == 1) {
+        const int32_t columns = TurnSquares(turn, destination, left, top, right, bottom);
+        const int32_t rest = top + (bottom - top) / kTransposedSide * kTransposedSide;
+        if (columns != 0 && rest != bottom) {
+            TurnTile<kChannels>(turn, destination, left, rest, left + columns, bottom);
+        }
+        left += columns;
+    }
+    TurnTile<kChannels>(turn, destination, left, top, right, bottom);
+}
+
 template <int kChannels, typename Sample>
 void TurnChannels(const CTurn<Sample>& turn, const CPixelView<Sample>& destination, int32_t top,
                   int32_t bottom) {
     for (int32_t left = 0; left < destination.width; left += kTileColumns) {
         const int32_t right = std::min(left + kTileColumns, destination.width);
         for (int32_t y = top; y < bottom; y += kTileRows) {
-            TurnTile<kChannels>(turn, destination, left, y, right, std::min(y + kTileRows, bottom));
+            TurnTileBySquares<kChannels>(turn, destination, left, y, right,
+                                         std::min(y + kTileRows, bottom));
         }
     }
 }

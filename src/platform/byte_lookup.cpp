@@ -82,9 +82,9 @@ KESTR_WIDE_VECTORS void LookUpTriplesWide(uint8_t* pixels, size_t count,
     }
     for (; count >= 32; count -= 32, pixels += 96) {
         __m256i channels[3];
-        LoadTriples(pixels, channels);
+        LoadTriples(pixels, pixels + 48, channels);
         for (int i = 0; i < 3; ++i) channels[i] = LookUp32(channels[i], parts[i]);
-        StoreTriples(pixels, channels);
+        StoreTriples(pixels, pixels + 48, channels);
     }
     LookUpEachTriple(pixels, count, tables);
 }

@@ -30,7 +30,7 @@ KESTR_WIDE_VECTORS uint32_t SumWide(const uint8_t* pixels, size_t count) {
     __m256i sums = zero;
     for (; count >= 32; count -= 32, pixels += 96) {
         __m256i c[3];
-        LoadTriples(pixels, c);
+        LoadTriples(pixels, pixels + 48, c);
         const __m256i low =
             Means(_mm256_unpacklo_epi8(c[0], zero), _mm256_unpacklo_epi8(c[1], zero),
                   _mm256_unpacklo_epi8(c[2], zero));

@@ -48,24 +48,29 @@ KESTR_WIDE_VECTORS KESTR_INLINE_LOOP void Shuffle3(const __m256i* in, __m256i* o
     }
 }
 
-/// The channels of 32 pixels, a vector each: sixteen of them in each half.
-KESTR_WIDE_VECTORS KESTR_INLINE_LOOP void LoadTriples(const uint8_t* pixels, __m256i* channels) {
-    const auto* const at = reinterpret_cast<const __m128i*>(pixels);
+/// The channels of sixteen pixels in each of two places, a vector each: those of the first place
+/// are its low half.
+KESTR_WIDE_VECTORS KESTR_INLINE_LOOP void LoadTriples(const uint8_t* first, const uint8_t* second,
+                                                      __m256i* channels) {
+    const auto* const low = reinterpret_cast<const __m128i*>(first);
+    const auto* const high = reinterpret_cast<const __m128i*>(second);
     __m256i stored[3];
     for (int i = 0; i < 3; ++i) {
-        stored[i] = _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_loadu_si128(at + i)),
-                                            _mm_loadu_si128(at + 3 + i), 1);
+        stored[i] = _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_loadu_si128(low + i)),
+                                            _mm_loadu_si128(high + i), 1);
     }
     Shuffle3(stored, channels, kTripleShuffles.sort);
 }
 
-KESTR_WIDE_VECTORS KESTR_INLINE_LOOP void StoreTriples(uint8_t* pixels, const __m256i* channels) {
-    auto* const at = reinterpret_cast<__m128i*>(pixels);
+KESTR_WIDE_VECTORS KESTR_INLINE_LOOP void StoreTriples(uint8_t* first, uint8_t* second,
+                                                       const __m256i* channels) {
+    auto* const low = reinterpret_cast<__m128i*>(first);
+    auto* const high = reinterpret_cast<__m128i*>(second);
     __m256i stored[3];
     Shuffle3(channels, stored, kTripleShuffles.unsort);
     for (int i = 0; i < 3; ++i) {
-        _mm_storeu_si128(at + i, _mm256_castsi256_si128(stored[i]));
-        _mm_storeu_si128(at + 3 + i, _mm256_extracti128_si256(stored[i], 1));
+        _mm_storeu_si128(low + i, _mm256_castsi256_si128(stored[i]));
+        _mm_storeu_si128(high + i, _mm256_extracti128_si256(stored[i], 1));
     }
 }
 

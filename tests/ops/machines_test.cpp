@@ -19,6 +19,11 @@ struct COperationRow {
 const COperationRow kOperations[] = {
     {"hue", [](CImageBits& image) { image.OpHSVAdjust(37, -20, 15, 0); }},
     {"hue beyond the circle", [](CImageBits& image) { image.OpHSVAdjust(-777, 300, -3, 0); }},
+    {"brightness", [](CImageBits& image) { image.OpBrighter(40, 0); }},
+    {"contrast", [](CImageBits& image) { image.OpContrast(60, 0); }},
+    {"gamma", [](CImageBits& image) { image.OpGammaTable(1.7, 1, 0); }},
+    {"turn right", [](CImageBits& image) { image.TurnQuarters(90); }},
+    {"turn left", [](CImageBits& image) { image.TurnQuarters(270); }},
     {"sharpen", [](CImageBits& image) { image.OpSharpen(80, 0); }},
     {"convolve",
      [](CImageBits& image) {
