@@ -67,7 +67,8 @@ const CFile& LX2() {
         test::CTIFFBuilder b(false, 0);
         const uint32_t name = b.Add(test::CTIFFBuilder::Text(std::string("DMC-LX2") + '\0'));
         const uint32_t make = b.Add(test::CTIFFBuilder::Text(std::string("Panasonic") + '\0'));
-        b.Patch32(4, b.Directory({{2, 3, 1, b.U16(kWidth)},
+        b.Patch32(4, b.Directory({{1, 7, 4, {'0', '2', '0', '0'}},
+                                  {2, 3, 1, b.U16(kWidth)},
                                   {3, 3, 1, b.U16(kHeight)},
                                   {4, 3, 1, b.U16(0)},
                                   {5, 3, 1, b.U16(4)},
@@ -75,11 +76,14 @@ const CFile& LX2() {
                                   {7, 3, 1, b.U16(kWidth - 38)},
                                   {9, 3, 1, b.U16(3)},
                                   {10, 3, 1, b.U16(12)},
+                                  {11, 3, 1, b.U16(34828)},
                                   {17, 3, 1, b.U16(400)},
                                   {18, 3, 1, b.U16(380)},
                                   {271, 2, 10, b.U32(make)},
                                   {272, 2, 8, b.U32(name)},
-                                  {273, 4, 1, b.U32(kData)}}));
+                                  {273, 4, 1, b.U32(kData)},
+                                  {278, 4, 1, b.U32(kHeight)},
+                                  {279, 4, 1, b.U32(kWidth * kHeight * 2)}}));
         Bytes file = b.All();
         file[2] = 0x55;
         file.resize(kData);

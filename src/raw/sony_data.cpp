@@ -6,7 +6,6 @@
 #include "base/byte_cursor.h"
 #include "raw/bit_reader.h"
 #include "raw/demosaic.h"
-#include "raw/packed_samples.h"
 #include "raw/raw_sensor_image.h"
 #include "raw/sony_cipher.h"
 
@@ -128,24 +127,15 @@ bool ReadCipheredWords(std::span<const uint8_t> data, uint32_t key, uint32_t sto
                        const CSensorWindow& window, CRawSensorImage& image, CImageReader* reader,
                        uint32_t maskedColumns, uint16_t* maskedMean) {
     CSonyCipher cipher(key);
-    // Two rows are a whole number of the cipher's words.
-    const size_t rowBytes = 2 * size_t{storedWidth};
-    std::vector<uint8_t> bytes(2 * rowBytes);
     std::vector<uint16_t> row(storedWidth);
     uint64_t masked = 0;
     const uint32_t rows = window.top + window.height;
     for (uint32_t y = 0; y < rows; ++y) {
         if (!StartRawRow(image, reader, y)) return false;
-        const bool second = y % 2 != 0;
-        if (!second) {
-            const auto source = SubRange(data, uint64_t{y} * rowBytes, bytes.size());
-            std::ranges::copy(source, bytes.begin());
-            cipher.Apply(std::span(bytes).first(source.size()));
-            std::fill(bytes.begin() + static_cast<ptrdiff_t>(source.size()), bytes.end(),
-                      uint8_t{0});
-        }
-        UnpackRow(std::span(bytes).subspan(second ? rowBytes : 0, rowBytes),
-                  {.packing = CSamplePacking::kBigWords}, row);
+        const auto source =
+            SubRange(data, uint64_t{y} * 2 * storedWidth, 2 * uint64_t{storedWidth});
+        if (source.size() < 2 * row.size()) std::ranges::fill(row, uint16_t{0});
+        cipher.Words(source, row);
         for (uint32_t x = 0; x < maskedColumns && x < storedWidth; ++x) masked += row[x];
         StoreWindowRow(image, window, y, row);
     }
