@@ -91,7 +91,7 @@ struct CSonyBuilder {
         return b.All();
     }
 
-    /// A100: `statedWidth` is one less than the width.
+    /// A100, whose files state one column less than they have.
     Bytes A100() const {
         CTIFFBuilder b(false, 0);
         const uint32_t at = b.Add(ColumnCodes());
