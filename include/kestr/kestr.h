@@ -134,7 +134,9 @@ KESTR_API void KESTR_CALL cSetBackgroundColor(HKESTRSESSION session, uint32_t co
 /** Makes operations change what lies outside the selection. Reaches a loaded image at once. */
 KESTR_API void KESTR_CALL cSetInverseSelect(HKESTRSESSION session, int32_t flag);
 
-/** Adds a file extension, with its dot, to those that the system's own codecs may read. */
+/** Sends files with this extension, with or without its dot and in upper or lower case, to the
+ *  codecs that Windows has, before our own readers are asked. Does nothing on other systems. To be
+ *  called before loading starts: there is no lock. */
 KESTR_API void KESTR_CALL cAddWicFileType(const char* extension);
 
 /** Names a function to be told of every snapshot. A `user` of 0 switches it off. A load replaces
@@ -466,7 +468,7 @@ KESTR_API int32_t KESTR_CALL cGetImageXmp(HKESTRSESSION session, SAFEARRAY** byt
 /** Takes an XMP packet of `size` bytes; null or 0 bytes removes it. */
 KESTR_API int32_t KESTR_CALL cLoadXmp(HKESTRSESSION session, const void* data, uint32_t size);
 
-/** Frees a tree that cGetImageFileMetadataEx gave out. */
+/** Frees a tree that cGetImageFileMetadataEx gave out; null does nothing. */
 KESTR_API void KESTR_CALL cDestroyWicMetadataRoot(void* root);
 
 /** Renders a record as lines of name, separator and value.
@@ -536,7 +538,9 @@ KESTR_API int32_t KESTR_CALL cGetImageFileMetadataW(const KESTR_CHAR* path, int3
                                                     int32_t stopAtMarkerIPTC, CEXIF_Members** exif,
                                                     CIPTC_Members** iptc);
 
-/** The same with the tree of metadata blocks, freed with cDestroyWicMetadataRoot. */
+/** The same with the tree of metadata blocks that a codec of Windows found in the file.
+ *  @param metadataRoot  belongs to the caller, who frees it with cDestroyWicMetadataRoot; null when
+ *                       our own readers take the file, and on other systems. */
 KESTR_API int32_t KESTR_CALL cGetImageFileMetadataEx(const char* path, int32_t exactStart,
                                                      int32_t stopAtMarkerIPTC, CEXIF_Members** exif,
                                                      CIPTC_Members** iptc, void** metadataRoot);

@@ -13,6 +13,7 @@
 #include "api/session.h"
 #include "metadata/exif_members.h"
 #include "metadata/iptc_members.h"
+#include "metadata/wic_metadata.h"
 #include "platform/automation.h"
 #include "platform/code_page.h"
 
@@ -37,6 +38,10 @@ inline ::CEXIF_Members* ToHandle(std::unique_ptr<CEXIF_Members> record) {
 }
 inline ::CIPTC_Members* ToHandle(std::unique_ptr<CIPTC_Members> record) {
     return reinterpret_cast<::CIPTC_Members*>(record.release());
+}
+/// The root of a tree of metadata blocks, which has no type of its own in the interface.
+inline void* ToHandle(std::unique_ptr<WicMetadata::CElement> root) {
+    return root.release();
 }
 
 /// Ends the life of what a caller owned.

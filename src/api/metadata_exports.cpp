@@ -3,6 +3,7 @@
 #include "metadata/camera_text.h"
 #include "metadata/exif_text.h"
 #include "metadata/jpeg_segments.h"
+#include "platform/system_codec.h"
 
 namespace kestr {
 namespace {
@@ -81,8 +82,10 @@ KESTR_API int32_t KESTR_CALL cLoadXmp(HKESTRSESSION session, const void* data, u
     });
 }
 
-// No system that is supported today gives such a tree out.
-KESTR_API void KESTR_CALL cDestroyWicMetadataRoot(void*) {}
+KESTR_API void KESTR_CALL cDestroyWicMetadataRoot(void* root) {
+    if (!HasSystemCodecs()) return;  // no tree was given out
+    const std::unique_ptr<WicMetadata::CElement> owned(static_cast<WicMetadata::CElement*>(root));
+}
 
 KESTR_API int32_t KESTR_CALL cEXIF_GetAsString(::CEXIF_Members* record, const KESTR_CHAR* separator,
                                                const KESTR_CHAR* lineEnd, BSTR* text) {

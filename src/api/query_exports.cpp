@@ -170,6 +170,7 @@ KESTR_API int32_t KESTR_CALL cGetImageFileMetadataExW(const KESTR_CHAR* path, in
         result = 1;
         PutCopy(exif, reader->m_exif.get());
         PutIPTC(iptc, reader->m_iptc);
+        if (metadataRoot) *metadataRoot = ToHandle(reader->MakeMetadataRoot());
     } catch (...) {  // what was written stays, and the result is what it was
     }
     return result;

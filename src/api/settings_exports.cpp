@@ -1,6 +1,7 @@
 // Settings: most of them reach the image at its next load or save.
 #include "api/handles.h"
 #include "base/process_settings.h"
+#include "platform/system_codec.h"
 #include "readers/extension_table.h"
 
 namespace kestr {
@@ -120,7 +121,7 @@ KESTR_API void KESTR_CALL cSetInverseSelect(HKESTRSESSION session, int32_t flag)
 }
 
 KESTR_API void KESTR_CALL cAddWicFileType(const char* extension) {
-    if (extension) AddSystemCodecExtension(extension);
+    if (extension && HasSystemCodecs()) AddSystemCodecExtension(extension);
 }
 
 KESTR_API void KESTR_CALL cRegisterPushUndoRedoCallback(HKESTRSESSION session,

@@ -293,7 +293,12 @@ bool CIPTC_Members::SetListItem(int index, std::string value, List& list) {
 }
 
 std::optional<uint8_t> CIPTC_Members::DatasetByName(std::string_view name) {
-    const auto found = std::ranges::find(kDatasets, name, &CDataset::name);
+    const auto lower = [](char c) {
+        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    };
+    const auto found = std::ranges::find_if(kDatasets, [&](const CDataset& dataset) {
+        return std::ranges::equal(dataset.name, name, {}, lower, lower);
+    });
     if (found == kDatasets.end()) return {};
     return found->number;
 }

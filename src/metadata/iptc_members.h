@@ -42,7 +42,7 @@ public:
     /// Puts a value at a place of a list, which is lengthened with empty texts when it must be, or
     /// with a negative index at its end. A value that is in the list already is ignored.
     static bool SetListItem(int index, std::string value, List& list);
-    /// The number of a dataset by its name, such as "By-line".
+    /// The number of a dataset by its name, such as "By-line", in upper or lower case.
     static std::optional<uint8_t> DatasetByName(std::string_view name);
 
     /// A line for each value: label, separator, value, line end.

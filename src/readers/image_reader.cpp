@@ -53,6 +53,13 @@ void CImageReader::RequestThumbnail(uint32_t width, uint32_t height, int fit) {
     m_thumbnailFit = fit;
 }
 
+std::unique_ptr<WicMetadata::CElement> CImageReader::MakeMetadataRoot() const {
+    if (m_metadataBlocks.empty()) return nullptr;
+    auto root = std::make_unique<WicMetadata::CElement>();
+    root->children = m_metadataBlocks;
+    return root;
+}
+
 void CImageReader::SetICCProfile(std::span<const uint8_t> profile) {
     if (OpensAsICCProfile(profile)) m_iccProfile.assign(profile.begin(), profile.end());
 }

@@ -14,6 +14,7 @@
 #include "base/pixel_buffer.h"
 #include "metadata/exif_members.h"
 #include "metadata/iptc_members.h"
+#include "metadata/wic_metadata.h"
 
 namespace kestr {
 
@@ -63,6 +64,8 @@ public:
     /// Asks for a picture near `width` x `height`: no smaller with fit 0, else at most that size.
     void RequestThumbnail(uint32_t width, uint32_t height, int fit);
     [[nodiscard]] std::unique_ptr<CEXIF_Members> TakeExif() { return std::move(m_exif); }
+    /// A block that holds those of m_metadataBlocks; null when there are none.
+    [[nodiscard]] std::unique_ptr<WicMetadata::CElement> MakeMetadataRoot() const;
     /// Keeps a copy of the profile when it is sound and the colour engine opens it.
     void SetICCProfile(std::span<const uint8_t> profile);
     /// The file's comment, with each kind of line end made CR LF and the end trimmed.
@@ -128,8 +131,9 @@ public:
     std::vector<uint8_t> m_soundClip;  // a WAV file's bytes
     std::vector<uint8_t> m_xmpData;
     std::vector<uint8_t> m_iccProfile;
-    CPixelBytes m_alpha;   // one byte a pixel, rows top-down and unpadded
-    CPixelWords m_bits16;  // 16-bit samples, rows top-down and unpadded
+    WicMetadata::CElements m_metadataBlocks;  // of a codec of the system
+    CPixelBytes m_alpha;                      // one byte a pixel, rows top-down and unpadded
+    CPixelWords m_bits16;                     // 16-bit samples, rows top-down and unpadded
 
 protected:
     /// Sets m_errorText; false, so that a refusal is one line.
