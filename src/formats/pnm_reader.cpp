@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <string>
 
 #include "base/byte_cursor.h"
@@ -209,7 +208,7 @@ bool CPBMReader::ReadLine(uint8_t* destination) {
         const auto bytes = m_text.Bytes(samples);
         SwapRedBlue(bytes.data(), destination, bytes.size() / 3);
         const size_t whole = bytes.size() / 3 * 3;
-        std::memset(destination + whole, 0, samples - whole);
+        std::fill_n(destination + whole, samples - whole, uint8_t{0});
         for (size_t i = whole; i < bytes.size(); ++i) destination[2 * whole + 2 - i] = bytes[i];
         return true;
     }
@@ -226,11 +225,11 @@ void CPBMReader::ReadBits(uint8_t* destination, size_t width) {
     if (m_binary) {
         const auto bytes = m_text.Bytes(rowBytes);
         std::ranges::copy(bytes, destination);
-        std::memset(destination + bytes.size(), 0, rowBytes - bytes.size());
+        std::fill_n(destination + bytes.size(), rowBytes - bytes.size(), uint8_t{0});
         return;
     }
     if (m_text.AtEnd()) {  // many rows may be stated behind it
-        std::memset(destination, 0, rowBytes);
+        std::fill_n(destination, rowBytes, uint8_t{0});
         return;
     }
     // The last byte of a row keeps its bits at the low end, as they were gathered; callers know it
@@ -246,7 +245,7 @@ void CPBMReader::ReadBits(uint8_t* destination, size_t width) {
 
 void CPBMReader::ReadSamples(uint8_t* destination, size_t count) {
     if (!m_binary && m_text.AtEnd()) {
-        std::memset(destination, 0, count);
+        std::fill_n(destination, count, uint8_t{0});
         return;
     }
     if (!m_binary) {
@@ -265,7 +264,7 @@ void CPBMReader::ReadSamples(uint8_t* destination, size_t count) {
     } else {
         std::copy_n(bytes.begin(), there, destination);
     }
-    std::memset(destination + there, 0, count - there);
+    std::fill_n(destination + there, count - there, uint8_t{0});
 }
 
 namespace {

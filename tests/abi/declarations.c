@@ -10,11 +10,14 @@ const CAnyFunction kDeclaredInC[] = {
 #undef KESTR_EXPORT
 const size_t kDeclaredInCCount = sizeof kDeclaredInC / sizeof *kDeclaredInC;
 
+void FreeSystemText(BSTR text);
+
 /* What a C caller makes of the types. */
 int32_t LengthOfDescription(HKESTRSESSION session);
 int32_t LengthOfDescription(HKESTRSESSION session) {
     BSTR text = NULL;
     const int32_t found = cGetImageDescription(session, &text);
     const int32_t length = found && text ? *(const int32_t*)(const void*)((char*)text - 4) / 2 : -1;
+    FreeSystemText(text);
     return length;
 }

@@ -506,7 +506,7 @@ std::vector<uint8_t> Bytes(const std::string& text) {
 }
 std::string Word(unsigned value, int bytes) {
     std::string text;
-    for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> 8 * i);
+    for (; bytes != 0; --bytes, value >>= 8) text += static_cast<char>(value);
     return text;
 }
 /// A RIFF file of two entries that states what it is told.
