@@ -103,6 +103,22 @@ private:
     }
 };
 
+/// Tag 129 is the preview itself, tags 136 and 137 tell its place.
+class CPreviewParser final : public CNoteLoop {
+public:
+    CPreviewParser(std::span<const uint8_t> tiff, uint64_t directory)
+        : CNoteLoop(tiff, directory, 0, kBigEndian) {}
+    CNotePreview result;
+
+private:
+    bool ProcessEntry() override {
+        if (m_tag == 129) result = {m_value, m_count};
+        if (m_tag == 136) result.offset = m_value;
+        if (m_tag == 137) result.length = m_value;
+        return true;
+    }
+};
+
 }  // namespace minolta
 
 namespace pentax {
@@ -110,18 +126,35 @@ namespace pentax {
 class MNParser_t final : public CNoteLoop {
 public:
     MNParser_t(std::span<const uint8_t> file, uint64_t directory)
-        : CNoteLoop(file, directory, directory, kBigEndian) {}
+        : CNoteLoop(file, directory, directory, kBigEndian), m_file(file) {}
     CPentaxNote result;
 
 private:
     bool ProcessEntry() override {
+        if (m_tag == 3) result.preview.length = m_value;
+        if (m_tag == 4) result.preview.offset = m_value;
         if (m_tag != 513) return true;
-        if (const auto gains = Shorts<4>(0, kBigEndian)) {  // red, green, green, blue; 8192 is 1
+        if (const auto gains = Gains()) {
             result.red = static_cast<uint16_t>(((*gains)[0] & 0xFFE0) >> 5);
             result.blue = static_cast<uint16_t>(((*gains)[3] & 0xFFE0) >> 5);
         }
         return false;
     }
+    // Red, green, green, blue; 8192 is 1, which the greens always are. Bodies differ in what the
+    // place of the four counts from: the directory, or the file.
+    [[nodiscard]] std::optional<std::array<uint16_t, 4>> Gains() const {
+        constexpr uint16_t kOne = 8192;
+        const auto near = Shorts<4>(0, kBigEndian);
+        const CTIFFBytes in(m_file, kBigEndian);
+        const bool nearIsRight = near && (*near)[1] == kOne && (*near)[2] == kOne;
+        if (nearIsRight || in.U16(uint64_t{m_value} + 2) != kOne ||
+            in.U16(uint64_t{m_value} + 4) != kOne) {
+            return near;
+        }
+        return {{in.U16(m_value), kOne, kOne, in.U16(uint64_t{m_value} + 6)}};
+    }
+
+    std::span<const uint8_t> m_file;
 };
 
 }  // namespace pentax
@@ -270,6 +303,12 @@ CKodakNote ReadKodakNote(std::span<const uint8_t> file, uint64_t note) {
 
 CMinoltaNote ReadMinoltaNote(std::span<const uint8_t> file, uint64_t directory) {
     minolta::MNParser_t parser(file, directory);
+    parser.Walk();
+    return parser.result;
+}
+
+CNotePreview ReadMinoltaPreview(std::span<const uint8_t> tiff, uint64_t directory) {
+    minolta::CPreviewParser parser(tiff, directory);
     parser.Walk();
     return parser.result;
 }

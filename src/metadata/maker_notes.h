@@ -37,8 +37,11 @@ struct CMinoltaNote {
 };
 /// @param directory  offset of the note's directory.
 [[nodiscard]] CMinoltaNote ReadMinoltaNote(std::span<const uint8_t> file, uint64_t directory);
+/// @param tiff  the TIFF structure that the note is in; places count from its start.
+[[nodiscard]] CNotePreview ReadMinoltaPreview(std::span<const uint8_t> tiff, uint64_t directory);
 
 struct CPentaxNote {
+    CNotePreview preview;
     std::optional<uint16_t> red;  // multipliers; 256 means 1
     std::optional<uint16_t> blue;
 };

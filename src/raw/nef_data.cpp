@@ -4,9 +4,9 @@
 #include <array>
 #include <vector>
 
-#include "raw/bit_reader.h"
 #include "raw/demosaic.h"
 #include "raw/difference_codes.h"
+#include "raw/difference_rows.h"
 #include "raw/raw_sensor_image.h"
 #include "raw/sensor_row.h"
 
@@ -33,39 +33,6 @@ CDifferenceCodes CodesOf(uint32_t table) {
     return *CDifferenceCodes::Make(t.counts, t.values, CCategoryForm::kLowBitsShared);
 }
 
-// The sample of each decoded value of 16 bits: those above the curve take its last entry, those
-// below 0 its first.
-std::vector<uint16_t> SampleTable(const std::vector<uint16_t>& curve) {
-    std::vector<uint16_t> samples(65536);
-    for (size_t i = 0; i < samples.size(); ++i) {
-        const size_t value = i < 32768 ? i : 0;
-        samples[i] =
-            curve.empty() ? static_cast<uint16_t>(value) : curve[std::min(value, curve.size() - 1)];
-    }
-    return samples;
-}
-
-using CPair = std::array<uint16_t, 2>;
-
-/// Decodes a row. Its first two values follow those two rows above, which they replace; later ones
-/// follow those two to the left.
-template <bool NearEnd>
-CBitReader DecodeRow(CBitReader bits, const CDifferenceCodes& codes, const uint16_t* samples,
-                     CPair& above, std::span<uint16_t> row) {
-    bool bad = false;  // there is a code for all bits
-    const auto next = [&](uint16_t predictor) {
-        if (NearEnd && bits.Exhausted()) return predictor;
-        return static_cast<uint16_t>(predictor + codes.Next(bits, bad));
-    };
-    CPair left = above;
-    for (size_t x = 0; x < row.size(); ++x) {
-        left[x & 1] = next(left[x & 1]);
-        row[x] = samples[left[x & 1]];
-        if (x < 2) above[x] = left[x];
-    }
-    return bits;
-}
-
 }  // namespace
 
 bool IsReallyCompressed(std::span<const uint8_t> data) {
@@ -78,21 +45,13 @@ bool IsReallyCompressed(std::span<const uint8_t> data) {
 
 bool ReadCompressedNEF(std::span<const uint8_t> data, const CNikonCompression& compression,
                        CRawSensorImage& image, CImageReader* reader) {
-    const auto samples = SampleTable(compression.curve);
-    std::vector<uint16_t> row(image.samples.width);
+    CDifferenceRows rows(data, compression.startPredictors, compression.curve);
     CDifferenceCodes codes = CodesOf(compression.huffmanTable);
-    std::array<CPair, 2> above;  // of an even and of an odd row
-    std::ranges::copy(std::span(compression.startPredictors).first<2>(), above[0].begin());
-    std::ranges::copy(std::span(compression.startPredictors).last<2>(), above[1].begin());
-    CBitReader bits(data);
+    std::vector<uint16_t> row(image.samples.width);
     for (uint32_t y = 0; y < image.samples.height; ++y) {
         if (!StartRawRow(image, reader, y)) return false;
         if (y != 0 && y == compression.splitRow) codes = CodesOf(compression.huffmanTable + 1);
-        // While there are bytes enough for the longest codes, the end need not be looked for.
-        constexpr size_t kMostBytes = 4;
-        const bool plenty = bits.Rest().size() / kMostBytes >= row.size();
-        const auto decode = plenty ? &DecodeRow<false> : &DecodeRow<true>;
-        bits = decode(bits, codes, samples.data(), above[y & 1], row);
+        rows.Next(codes, row);
         StoreSensorRow(image, y, row);
     }
     return true;

@@ -7,14 +7,12 @@
 #include <algorithm>
 #include <iterator>
 
+#include "raw/filter_patterns.h"
+
 namespace kestr {
 namespace {
 
 // One filter of each cell of the pattern, in reading order.
-constexpr std::array<uint8_t, 4> kRGGB{kRed, kGreen, kGreen, kBlue};
-constexpr std::array<uint8_t, 4> kBGGR{kBlue, kGreen, kGreen, kRed};
-constexpr std::array<uint8_t, 4> kGRBG{kGreen, kRed, kBlue, kGreen};
-constexpr std::array<uint8_t, 4> kGBRG{kGreen, kBlue, kRed, kGreen};
 constexpr std::array<uint8_t, 4> kGMYC{kGreen, kMagenta, kYellow, kCyan};
 // The planes of a sensor with four colours, in the order of the matrices' rows.
 constexpr std::array<uint8_t, 4> kFourPlanes{kGreen, kMagenta, kCyan, kYellow};

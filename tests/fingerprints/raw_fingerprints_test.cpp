@@ -38,6 +38,15 @@ const CFingerprints kCases{
     Developed("dng/linear4_no_matrix.dng", 1),
     Developed("dng/gray.dng", 1),
     Developed("dng/four_colours.dng", 1),
+    Developed("orf/note.orf", 0),
+    Developed("orf/fields.orf", 1),
+    Developed("orf/e1.orf", 0),
+    Developed("mrw/a2.mrw", 1),
+    Developed("mrw/note.mrw", 0),
+    Developed("raf/s5pro.raf", 1),
+    Developed("raf/s7000.raf", 0),
+    Developed("raf/two.raf", 0),
+    Developed("raf/square.raf", 1),
 };
 
 // The picture inside, decoded by libjpeg.

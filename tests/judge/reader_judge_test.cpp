@@ -43,7 +43,10 @@ constexpr CSeed kSeeds[] = {
     {52, "crw/both.cr2"},      {52, "crw/gray.crw"},         {52, "crw/pro70_big.crw"},
     {70, "dng/plain16.dng"},   {70, "dng/table12.dng"},      {70, "dng/lossless_tiles.dng"},
     {70, "dng/linear3.dng"},   {70, "dng/gray.dng"},         {70, "dng/linear4_no_matrix.dng"},
-    {70, "dng/staggered.dng"}, {70, "dng/four_colours.dng"},
+    {70, "dng/staggered.dng"}, {70, "dng/four_colours.dng"}, {57, "orf/e1.orf"},
+    {57, "orf/note.orf"},      {57, "orf/fields.orf"},       {57, "orf/e300.orf"},
+    {55, "mrw/a2.mrw"},        {55, "mrw/note.mrw"},         {58, "raf/square.raf"},
+    {58, "raf/two.raf"},
 };
 
 constexpr size_t kMostCuts = 600;  // lengths and flipped bits that are tried of one file, evenly
