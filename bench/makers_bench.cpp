@@ -105,7 +105,7 @@ BENCHMARK(UnpackORF)->Name("orf_unpack/kestr")->Unit(benchmark::kMillisecond);
 BENCHMARK(UnpackPEF)->Name("pef_unpack/kestr")->Unit(benchmark::kMillisecond);
 
 void Load(benchmark::State& state, const CRawFile& raw) {
-    const auto wide = ScratchPath(std::string("bench") + raw.extension);
+    const auto wide = ScratchPath((std::string("bench") + raw.extension).c_str());
     const std::string path(wide.begin(), wide.end());
     std::FILE* const out = std::fopen(path.c_str(), "wb");
     std::fwrite(raw.file.data(), 1, raw.file.size(), out);
