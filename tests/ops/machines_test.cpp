@@ -42,13 +42,21 @@ const COperationRow kOperations[] = {
 
 class MachinesTest : public testing::Test {
 protected:
-    ~MachinesTest() override { hasAVX2 = m_has; }
+    ~MachinesTest() override { Use(m_has); }
 
-    const bool m_has = hasAVX2;
+    struct CVectors {
+        bool avx2, avx512;
+    };
+    static void Use(const CVectors& vectors) {
+        hasAVX2 = vectors.avx2;
+        hasAVX512 = vectors.avx512;
+    }
+
+    const CVectors m_has{hasAVX2, hasAVX512};
 };
 
 TEST_F(MachinesTest, AllMakeTheSamePicture) {
-    if (!m_has) GTEST_SKIP() << "this machine has one kind of vectors only";
+    if (!m_has.avx2) GTEST_SKIP() << "this machine has one kind of vectors only";
     CNoise noise(5);
     const auto colour = Picture24(71, 53, [&](int, int) {
         return std::array<uint8_t, 3>{noise.Byte(), noise.Byte(), noise.Byte()};
@@ -58,14 +66,16 @@ TEST_F(MachinesTest, AllMakeTheSamePicture) {
     for (const COperationRow& row : kOperations) {
         for (const CImageBits* picture : {colour.get(), deep.get(), gray.get()}) {
             SCOPED_TRACE(testing::Message() << row.name << ", bits " << picture->bits16.size());
-            const auto wide = picture->Copy(false);
             const auto narrow = picture->Copy(false);
-            hasAVX2 = true;
-            row.run(*wide);
-            hasAVX2 = false;
+            Use({false, false});
             row.run(*narrow);
-            EXPECT_TRUE(wide->bits == narrow->bits);
-            EXPECT_TRUE(wide->bits16 == narrow->bits16);
+            for (const bool widest : {false, m_has.avx512}) {
+                const auto wide = picture->Copy(false);
+                Use({true, widest});
+                row.run(*wide);
+                EXPECT_TRUE(wide->bits == narrow->bits) << widest;
+                EXPECT_TRUE(wide->bits16 == narrow->bits16) << widest;
+            }
         }
     }
 }
