@@ -1,15 +1,13 @@
 // Epson's ERF of the R-D1: a TIFF file with packed values in its largest directory, and white
 // balance and preview in the camera's own note.
 
-#include <algorithm>
-#include <array>
-#include <optional>
 #include <vector>
 
 #include "base/byte_cursor.h"
 #include "metadata/maker_notes.h"
 #include "metadata/tiff_parser.h"
 #include "raw/dcraw_reader.h"
+#include "raw/filter_patterns.h"
 #include "raw/gain_neutral.h"
 #include "raw/packed_samples.h"
 #include "readers/reader_registry.h"
@@ -29,12 +27,11 @@ constexpr double kDaylight[] = {0.6827, -0.1878, -0.0732, -0.8429, 1.6012,
                                 0.2564, -0.0704, 0.0592,  0.7145};
 constexpr uint16_t kBlackLevel = 63;
 constexpr uint16_t kWhiteLevel = 4095;
-constexpr std::array<uint8_t, 4> kRGGB{kRed, kGreen, kGreen, kBlue};
 constexpr CPackedLayout kLayout{.packing = CSamplePacking::k12HighFirst, .padded = true};
 // Two values take more than three bytes.
 constexpr uint64_t kMostSamplesPerByte = 1;
-constexpr uint64_t kNoteHead =
-    8;  // bytes before the note's directory, which its offsets count from
+// Bytes before the note's directory, which its offsets count from.
+constexpr uint64_t kNoteHead = 8;
 
 }  // namespace
 

@@ -3,9 +3,7 @@
 // of the same extension have other forms and are refused.
 
 #include <algorithm>
-#include <array>
 #include <iterator>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,6 +13,7 @@
 #include "metadata/tiff_bytes.h"
 #include "metadata/tiff_parser.h"
 #include "raw/dcraw_reader.h"
+#include "raw/filter_patterns.h"
 #include "raw/gain_neutral.h"
 #include "raw/loose_directory.h"
 #include "raw/packed_samples.h"
@@ -65,7 +64,6 @@ constexpr double kP880A[] = {1.5463, -0.7578, 0.0196, -0.5835, 1.3172,
                              0.2976, -0.0626, 0.1273, 0.8044};
 constexpr double kP880Daylight[] = {1.2805, -0.4662, -0.1376, -0.7480, 1.5267,
                                     0.2360, -0.1626, 0.2194,  0.7904};
-constexpr std::array<uint8_t, 4> kBGGR{kBlue, kGreen, kGreen, kRed};
 constexpr CModel kModels[] = {
     {"850", "Kodak P850 RAW", kP850Daylight, kP850Daylight, 3964, {}},
     {"880", "Kodak P880 RAW", kP880A, kP880Daylight, 3963, kBGGR},

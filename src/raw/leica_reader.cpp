@@ -9,6 +9,7 @@
 #include "base/byte_cursor.h"
 #include "metadata/tiff_parser.h"
 #include "raw/dcraw_reader.h"
+#include "raw/filter_patterns.h"
 #include "raw/gain_neutral.h"
 #include "raw/leica_models.h"
 #include "raw/packed_samples.h"
@@ -36,10 +37,7 @@ constexpr uint16_t kBlackLevel = 28;    // of red, green and blue in three tags
 constexpr uint16_t kWhiteBalance = 36;  // red, green and blue in three tags
 }  // namespace tag
 
-constexpr std::array<uint8_t, 4> kPatterns[] = {{kRed, kGreen, kGreen, kBlue},
-                                                {kGreen, kRed, kBlue, kGreen},
-                                                {kGreen, kBlue, kRed, kGreen},
-                                                {kBlue, kGreen, kGreen, kRed}};
+constexpr CBayerCell kPatterns[] = {kRGGB, kGRBG, kGBRG, kBGGR};
 constexpr uint32_t kBlackIsMore = 15;  // than its tags say
 constexpr double kGainOfOne = 256;
 
@@ -85,7 +83,7 @@ private:
     uint32_t m_storedWidth = 0;
     CPackedLayout m_layout;
     CSensorWindow m_window;
-    std::array<uint8_t, 4> m_pattern{};
+    CBayerCell m_pattern{};
     std::vector<double> m_statedNeutral;
 };
 

@@ -144,7 +144,9 @@ void CFujiReader::AfterInterpolate(CRawSensorImage& image) {
 
 namespace {
 
-const CReaderRegistration kReaders{{kTypeFuji}, &MakeReader<CFujiReader>};
+// All groups of cameras share one form of file; what a file reports is the first group.
+const CReaderRegistration kReaders{{kTypeFuji, kTypeFujiGroup2, kTypeFujiGroup3, kTypeFujiGroup4},
+                                   &MakeReader<CFujiReader>};
 
 }  // namespace
 }  // namespace kestr

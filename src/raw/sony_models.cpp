@@ -6,12 +6,11 @@
 #include <algorithm>
 #include <iterator>
 
+#include "raw/filter_patterns.h"
+
 namespace kestr {
 namespace {
 
-// One filter of each cell of the pattern, in reading order.
-constexpr std::array<uint8_t, 4> kRGGB{kRed, kGreen, kGreen, kBlue};
-constexpr std::array<uint8_t, 4> kGRBG{kGreen, kRed, kBlue, kGreen};
 // The F828's fourth filter is emerald, which has the code of cyan. Its planes are in the order of
 // the matrices' rows.
 constexpr std::array<uint8_t, 4> kREGB{kRed, kCyan, kGreen, kBlue};
