@@ -10,23 +10,22 @@
 namespace kestr {
 namespace {
 
-/// One sample of `keep` percent destination: exact for all differences of 16 bits.
-template <typename Sample>
-KESTR_INLINE Sample Blend(Sample source, Sample destination, uint8_t keep) {
+/// One sample of `keep` percent destination: exact for all differences.
+KESTR_INLINE uint8_t Blend(uint8_t source, uint8_t destination, uint8_t keep) {
     const bool above = source > destination;
-    const Sample difference = above ? static_cast<Sample>(source - destination)
-                                    : static_cast<Sample>(destination - source);
-    if constexpr (sizeof(Sample) == 1) {
-        // (v * 5243) >> 19 is v / 100 for v below 43699.
-        const auto product = static_cast<uint16_t>(uint16_t{difference} * uint16_t{keep});
-        const auto part = static_cast<uint16_t>((product * uint32_t{5243} >> 16) >> 3);
-        return static_cast<Sample>(above ? source - part : source + part);
-    } else {
-        // Products stay below 2^24, so that a single divides them exactly enough to truncate.
-        const auto product = static_cast<float>(static_cast<int32_t>(difference) * keep);
-        const auto part = static_cast<int32_t>(product / 100.0F);
-        return static_cast<Sample>(above ? source - part : source + part);
-    }
+    const auto difference =
+        static_cast<uint8_t>(above ? source - destination : destination - source);
+    // (v * 5243) >> 19 is v / 100 for v below 43699.
+    const auto product = static_cast<uint16_t>(uint16_t{difference} * uint16_t{keep});
+    const auto scaled = static_cast<uint16_t>(product * uint32_t{5243} >> 16);
+    const auto part = static_cast<uint8_t>(scaled >> 3);
+    return static_cast<uint8_t>(above ? source - part : source + part);
+}
+KESTR_INLINE uint16_t Blend(uint16_t source, uint16_t destination, uint8_t keep) {
+    const int32_t product = (int32_t{source} - destination) * keep;
+    // The truncated hundredth, for every product up to 100 * 65535 of either sign.
+    const auto part = static_cast<int32_t>(static_cast<float>(product) * 0.01F);
+    return static_cast<uint16_t>(source - part);
 }
 
 template <typename Sample>
