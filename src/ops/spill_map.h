@@ -33,6 +33,9 @@ public:
 private:
     std::vector<int32_t> m_table;
     std::vector<Sample> m_clipped;
+    /// Low bytes of the table, when its values lie in -256..511 in the order of the levels: below
+    /// the range, inside, above. Else empty.
+    std::vector<uint8_t> m_low;
     CParts m_parts{};
 };
 

@@ -72,6 +72,37 @@ KESTR_WIDE_VECTORS void LookUpWide(uint8_t* bytes, size_t count, const uint8_t* 
     LookUpEach(bytes, count, table);
 }
 
+/// The same with vectors of 64 bytes.
+KESTR_WIDEST_VECTORS void LookUpWidest(uint8_t* bytes, size_t count, const uint8_t* table) {
+    constexpr int kXorOfThree = 0x96;
+    CParts parts;
+    Prepare(parts.lower, table);
+    Prepare(parts.upper, table + 128);
+    __m512i lower[kParts];
+    __m512i upper[kParts];
+    for (int i = 0; i < kParts; ++i) {
+        const __m256i lowerTwice[] = {parts.lower[i], parts.lower[i]};
+        const __m256i upperTwice[] = {parts.upper[i], parts.upper[i]};
+        lower[i] = _mm512_loadu_si512(lowerTwice);
+        upper[i] = _mm512_loadu_si512(upperTwice);
+    }
+    const __m512i sixteen = _mm512_set1_epi8(16);
+    const __m512i half = _mm512_set1_epi8(-128);
+    for (; count >= 64; count -= 64, bytes += 64) {
+        __m512i low = _mm512_loadu_si512(bytes);
+        __m512i high = _mm512_xor_si512(low, half);
+        __m512i sum = _mm512_setzero_si512();
+        for (int i = 0; i < kParts; ++i) {
+            sum = _mm512_ternarylogic_epi64(sum, _mm512_shuffle_epi8(lower[i], low),
+                                            _mm512_shuffle_epi8(upper[i], high), kXorOfThree);
+            low = _mm512_subs_epi8(low, sixteen);
+            high = _mm512_subs_epi8(high, sixteen);
+        }
+        _mm512_storeu_si512(bytes, sum);
+    }
+    LookUpEach(bytes, count, table);
+}
+
 /// 32 pixels at a time, sixteen in each half of a vector.
 KESTR_WIDE_VECTORS void LookUpTriplesWide(uint8_t* pixels, size_t count,
                                           const std::array<const uint8_t*, 3>& tables) {
@@ -95,6 +126,7 @@ KESTR_WIDE_VECTORS void LookUpTriplesWide(uint8_t* pixels, size_t count,
 
 void LookUpBytes(uint8_t* bytes, size_t count, const uint8_t* table) {
 #if defined(__x86_64__)
+    if (count >= kWorthwhile && HasWidestVectors()) return LookUpWidest(bytes, count, table);
     if (count >= kWorthwhile && HasWideVectors()) return LookUpWide(bytes, count, table);
 #endif
     LookUpEach(bytes, count, table);

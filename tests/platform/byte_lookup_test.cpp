@@ -17,9 +17,11 @@ TEST(ByteLookup, AgreesWithTheTables) {
     for (auto& table : tables) {
         for (uint8_t& entry : table) entry = static_cast<uint8_t>(random());
     }
-    const bool machineHasThem = hasAVX2;
-    for (const bool wide : {false, true}) {
-        hasAVX2 = machineHasThem && wide;
+    const bool machineHas256 = hasAVX2;
+    const bool machineHas512 = hasAVX512;
+    for (const int wide : {0, 1, 2}) {
+        hasAVX2 = machineHas256 && wide >= 1;
+        hasAVX512 = machineHas512 && wide == 2;
         for (const size_t count : {0u, 1u, 255u, 256u, 300u, 1000u}) {
             std::vector<uint8_t> bytes(3 * count + 1);
             for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random());
@@ -34,7 +36,8 @@ TEST(ByteLookup, AgreesWithTheTables) {
             EXPECT_EQ(bytes, wanted) << count << wide;
         }
     }
-    hasAVX2 = machineHasThem;
+    hasAVX2 = machineHas256;
+    hasAVX512 = machineHas512;
 }
 
 }  // namespace
