@@ -137,7 +137,7 @@ bool CKDCReader::OpenSensorData(const CRawDirectory& first) {
     const CTIFFBytes numbers(offsets, m_bigEndian);
     m_dataOffset = uint64_t{numbers.U32(kFirstOffsetAt)} + numbers.U32(kSecondOffsetAt);
 
-    const CLooseDirectory kodak(SubRange(m_file.Bytes(), *directoryAt), *directoryAt, m_bigEndian);
+    const CLooseDirectory kodak(m_file.Bytes(), *directoryAt, m_bigEndian);
     const uint32_t height = kodak.Number(tag::kSensorHeight);
     if (height == UINT32_MAX) return false;
     SetRawSize(kodak.Number(tag::kSensorWidth), height + height % 2);

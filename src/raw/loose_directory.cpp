@@ -11,9 +11,9 @@ constexpr uint64_t kMostNumbers = 4096;  // cameras have a few of a tag
 
 std::vector<uint32_t> CLooseDirectory::Numbers(uint16_t tag) const {
     const CTIFFBytes in(m_bytes, m_bigEndian);
-    const uint32_t entries = in.U16(0);
+    const uint32_t entries = in.U16(m_at);
     for (uint32_t i = 0; i < entries; ++i) {
-        const uint64_t at = 2 + uint64_t{i} * kTIFFEntryBytes;
+        const uint64_t at = m_at + 2 + uint64_t{i} * kTIFFEntryBytes;
         if (!in.Holds(at, kTIFFEntryBytes)) return {};
         if (in.U16(at) != tag) continue;
         const uint16_t type = in.U16(at + 2);
@@ -42,11 +42,6 @@ std::vector<uint32_t> CLooseDirectory::Numbers(uint16_t tag) const {
 uint32_t CLooseDirectory::Number(uint16_t tag) const {
     const auto numbers = Numbers(tag);
     return numbers.empty() ? 0 : numbers[0];
-}
-
-uint32_t CLooseDirectory::Next() const {
-    const CTIFFBytes in(m_bytes, m_bigEndian);
-    return in.U32(2 + uint64_t{in.U16(0)} * kTIFFEntryBytes);
 }
 
 }  // namespace kestr

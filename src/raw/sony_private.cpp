@@ -57,7 +57,7 @@ std::optional<CSRFKeys> ReadSRFKeys(std::span<const uint8_t> file) {
     if (result.directory != 0) {
         const auto directory =
             Deciphered(SubRange(file, result.directory, kMostDirectoryBytes), result.directoryKey);
-        const CLooseDirectory levels(directory, result.directory, false);
+        const auto levels = CLooseDirectory::OfPart(directory, result.directory, false);
         result.asShotLevels = Levels(levels.Number(kRedAsShot), levels.Number(kRedAsShot + 1),
                                      levels.Number(kRedAsShot + 2));
     }
@@ -65,11 +65,11 @@ std::optional<CSRFKeys> ReadSRFKeys(std::span<const uint8_t> file) {
 }
 
 std::vector<double> ReadSR2Levels(std::span<const uint8_t> file, uint64_t offset, bool bigEndian) {
-    const CLooseDirectory directory(SubRange(file, offset), offset, bigEndian);
+    const CLooseDirectory directory(file, offset, bigEndian);
     const uint32_t blockAt = directory.Number(kBlockOffset);
     const uint64_t length = std::min<uint64_t>(directory.Number(kBlockLength), kMostBlockBytes);
     const auto block = Deciphered(SubRange(file, blockAt, length), directory.Number(kBlockKey));
-    const CLooseDirectory values(block, blockAt, bigEndian);
+    const auto values = CLooseDirectory::OfPart(block, blockAt, bigEndian);
     if (const auto v = values.Numbers(kLevelsRGGB); v.size() == 4) return Levels(v[0], v[1], v[3]);
     if (const auto v = values.Numbers(kLevelsGRBG); v.size() == 4) return Levels(v[1], v[0], v[2]);
     return {};

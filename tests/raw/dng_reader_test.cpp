@@ -428,6 +428,15 @@ TEST_F(DngReader, DevelopsAGrayCardToGray) {
             }
         }
     }
+    // By the neutral of the file: the card is green in light that has more red.
+    CDNGBuilder b = GrayCard(false, false, false);
+    b.neutral[0] *= 1.25;
+    CHandle handle;
+    cUseCIECAM02(handle, 0);
+    ASSERT_FALSE(Load(b, handle).empty());
+    uint16_t red = 0, green = 0, blue = 0;
+    cGetPixelColor(handle, 20, 17, &red, &green, &blue);
+    EXPECT_LT(red + 3000, green);
 }
 
 TEST_F(DngReader, EstimatesANeutralThatTheFileLacks) {
