@@ -3,6 +3,7 @@
 #include "raw/pef_data.h"
 #include "raw/pef_models.h"
 #include "readers/type_ids.h"
+#include "support/impatient_caller.h"
 #include "support/jpeg_builder.h"
 #include "support/maker_raw_builders.h"
 #include "support/picture.h"
@@ -181,6 +182,74 @@ TEST_F(PefReader, ServesAThumbnailFromTheNotesPreview) {
     EXPECT_EQ(reader->m_bitmapInfo.Width(), 48);
     EXPECT_EQ(reader->m_originalWidth, 3036u);
     EXPECT_EQ(Open(b.File())->m_bitmapInfo.Width(), 3036);
+}
+
+/// A file with a preview and just enough data to be opened, and the places of its numbers.
+struct CSmallFile {
+    Bytes bytes;
+    std::vector<size_t> places;
+};
+CSmallFile SmallFile() {
+    CPlainRawBuilder b;
+    b.make = "PENTAX Corporation";
+    b.model = "PENTAX K10D";
+    b.magic.clear();
+    b.bigEndian = true;
+    b.compression = 65535;
+    b.data.resize(3896 * 2616 / 8 + 1);
+    b.extra = CJPEGBuilder().Size(48, 36).File();
+    b.note = CTIFFBuilder().Join({CTIFFBuilder::Text({"AOC\0MM", 6}),
+                                  b.Directory({{3, 4, 1, b.U32(uint32_t(b.extra.size()))},
+                                               {4, 4, 1, b.U32(CPlainRawBuilder::kExtraAt)}})});
+    CSmallFile small{b.File(), {}};
+    // All but the samples: header, preview, EXIF and note before them, the directory behind.
+    const size_t before = 8 + b.extra.size() + 200, behind = 200;
+    for (size_t i = 0; i < small.bytes.size(); ++i) {
+        if (i < before || i >= small.bytes.size() - behind) small.places.push_back(i);
+    }
+    return small;
+}
+
+// Samples of these sizes take too long for thousands of loads: damage is opened, and its preview
+// read.
+TEST_F(PefReader, AnswersCleanlyToDamage) {
+    const CSmallFile small = SmallFile();
+    const auto tryFile = [&](const Bytes& bytes, const char* what, size_t where) {
+        SCOPED_TRACE(testing::Message() << what << where);
+        WriteFile(m_path, bytes);
+        const auto reader = CreateReader(kTypePentax, true, false, {true, 20, 20});
+        const bool opened = reader->Open(WidePath(m_path).c_str(), 0);
+        EXPECT_EQ(reader->m_errorText, opened ? "" : "Not a PEF file.");
+        if (opened && !reader->Has16BitData()) {
+            Bytes row(size_t(reader->m_bitmapInfo.RowBytes()));
+            while (reader->ReadLine(row.data()) && where-- != 0) {
+            }
+        }
+        reader->Close();
+        EXPECT_TRUE(std::filesystem::remove(m_path));
+        return opened;
+    };
+    EXPECT_TRUE(tryFile(small.bytes, "whole", 100));
+    for (const size_t place : small.places) {
+        Bytes bytes = small.bytes;
+        bytes[place] ^= uint8_t(1 << place % 8);
+        tryFile(bytes, "bit in ", place);
+        if (place % 8 != 0) continue;
+        bytes.resize(place);
+        const bool opened = tryFile(bytes, "cut at ", place);
+        if (place < small.bytes.size() / 2) EXPECT_FALSE(opened) << "without its directory";
+    }
+}
+
+TEST_F(PefReader, EndsWhenItsCallerWantsIt) {
+    WriteFile(m_path, SmallFile().bytes);
+    for (const int patience : {0, 1, 2, 500}) {
+        CImpatientCaller caller(patience);
+        const auto reader = CreateReader(kTypePentax, true, false, {});
+        EXPECT_FALSE(reader->StartLoad(WidePath(m_path).c_str(), 0, &caller)) << patience;
+        EXPECT_EQ(reader->m_errorText, "Load aborted.");
+        reader->Close();
+    }
 }
 
 }  // namespace
