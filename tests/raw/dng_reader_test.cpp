@@ -32,8 +32,8 @@ Samples Noise(size_t count, int bits) {
     return samples;
 }
 
-/// The samples of a file as they are stored, one after the other; none when it is refused.
-Samples StoredSamples(const Bytes& bytes) {
+/// What a file tells of its picture; nothing when it is refused.
+std::optional<CDNGPicture> PictureOf(const Bytes& bytes) {
     CMappedFileImpl file;
     file.Wrap(bytes);
     const CTIFFParser parser(&file, true, true);
@@ -42,7 +42,12 @@ Samples StoredSamples(const Bytes& bytes) {
     const auto children = GetSubDirectories(directories[0]);
     const CRawDirectory first(file, parser.BigEndian(), directories[0]);
     const CRawDirectory raw(file, parser.BigEndian(), children ? children->at(0) : directories[0]);
-    const auto picture = ReadDNGPicture(first, raw, parser.BigEndian(), bytes.size());
+    return ReadDNGPicture(first, raw, parser.BigEndian(), bytes.size());
+}
+
+/// The samples of a file as they are stored, one after the other; none when it is refused.
+Samples StoredSamples(const Bytes& bytes) {
+    const auto picture = PictureOf(bytes);
     if (!picture) return {};
     const CDNGData& data = picture->data;
     CRawSensorImage image;
@@ -182,6 +187,64 @@ const CDNGBuilder::Reals kThreePlanes{0.7732, -0.2422, -0.0789, -0.8238, 1.5884,
                                       0.2498, -0.0859, 0.0783,  0.7330};
 const CDNGBuilder::Reals kFourPlanes{-0.5547, 1.1762, 0.2189, 0.5814, -0.0558, 0.3342,
                                      -0.4924, 0.9840, 0.5949, 0.0688, 0.9083,  0.0096};
+
+// Of which a picture has none, one pair or two; what has another length counts as missing.
+TEST(DngData, TakesTheColoursOfTheFile) {
+    using Reals = CDNGBuilder::Reals;
+    const Reals nine{0.5, 0.25, -0.125, 0, 1, 0.5, 0.75, -1, 2}, ten(10, 0.5);
+    const Reals twelve(12, 0.5), balance{1.5, 1, 2}, neutral{0.5, 1, 0.75};
+    const Reals neutralOfFour{0.5, 1, 0.75, 1};
+    const struct {
+        const char* name;
+        Reals matrix1, matrix2, neutral;
+        Reals used1, used2, usedNeutral;
+        uint16_t illuminant2;
+        uint8_t colors;
+    } rows[] = {
+        {"none", {}, nine, neutral, {}, {}, {}, 0, 4},
+        {"one", kThreePlanes, {}, neutral, kThreePlanes, kThreePlanes, neutral, 2850, 3},
+        {"two", kThreePlanes, nine, {}, kThreePlanes, nine, {}, 6500, 3},
+        {"of four planes", kFourPlanes, twelve, {}, kFourPlanes, twelve, {}, 6500, 4},
+        {"a neutral of three",
+         kFourPlanes,
+         {},
+         neutral,
+         kFourPlanes,
+         kFourPlanes,
+         neutralOfFour,
+         2850,
+         4},
+        {"unequal", kThreePlanes, twelve, neutral, kThreePlanes, kThreePlanes, neutral, 2850, 3},
+        {"of no such length", ten, nine, neutral, {}, {}, {}, 0, 4},
+        {"a neutral with a 0", nine, {}, {0, 1, 1}, nine, nine, {}, 2850, 3},
+    };
+    for (const auto& row : rows) {
+        for (const bool bigEndian : {false, true}) {
+            SCOPED_TRACE(row.name);
+            CDNGBuilder b = Mosaic(20, 20);
+            b.bigEndian = bigEndian;
+            b.matrix1 = row.matrix1, b.matrix2 = row.matrix2, b.neutral = row.neutral;
+            b.balance = balance;
+            b.calibrations = {twelve, nine};
+            b.reductions = {nine, twelve};
+            const auto picture = PictureOf(b.Plain(Samples(400)).File());
+            ASSERT_TRUE(picture);
+            EXPECT_EQ(picture->color.colorMatrix1, row.used1);
+            EXPECT_EQ(picture->color.colorMatrix2, row.used2);
+            EXPECT_EQ(picture->neutral, row.usedNeutral);
+            EXPECT_EQ(picture->BufferColors(), row.colors);
+            EXPECT_EQ(picture->HasMatrix(), !row.used1.empty());
+            if (row.used1.empty()) continue;
+            EXPECT_EQ(picture->color.illuminant1, 2850);
+            EXPECT_EQ(picture->color.illuminant2, row.illuminant2);
+            EXPECT_EQ(picture->color.calibration[0], twelve);
+            EXPECT_EQ(picture->color.calibration[1], nine);
+            EXPECT_EQ(picture->color.reduction[0], nine);
+            EXPECT_EQ(picture->color.reduction[1], twelve);
+            EXPECT_EQ(picture->analogBalance, balance);
+        }
+    }
+}
 
 class DngReader : public testing::Test {
 protected:

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <functional>
@@ -44,7 +45,8 @@ public:
     Numbers cropOrigin, cropSize;
     bool cropAsRationals = false;
     Reals scale, bestScale;
-    Reals matrix1, matrix2, calibration1, balance, neutral;
+    Reals matrix1, matrix2, balance, neutral;
+    std::array<Reals, 2> calibrations, reductions;
     uint32_t tileWidth = 0;  // 0 for strips
     uint32_t tileHeight = 0;
     uint32_t rowsPerStrip = 0;  // 0 for one strip
@@ -171,7 +173,8 @@ public:
         if (version) Byte(b, first, 50706, *version);
         Rational(b, first, 50721, matrix1);
         Rational(b, first, 50722, matrix2);
-        Rational(b, first, 50723, calibration1);
+        for (uint32_t i = 0; i < 2; ++i) Rational(b, first, 50723 + i, calibrations[i]);
+        for (uint32_t i = 0; i < 2; ++i) Rational(b, first, 50725 + i, reductions[i]);
         Rational(b, first, 50727, balance, 5);
         Rational(b, first, 50728, neutral, 5);
         if (changeFirst) changeFirst(b, first);
