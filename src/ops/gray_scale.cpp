@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "base/luminance.h"
+#include "base/luminance_row.h"
 #include "ops/guard.h"
 #include "ops/pixel_format.h"
 #include "ops/pixel_view.h"
@@ -29,18 +30,6 @@ void MakeGrayColours(const CPixelView<Sample>& pixels, Gray gray) {
     }
 }
 
-/// Writes one sample for each pixel.
-template <typename Sample, typename Gray>
-void MakeGrayLevels(const CPixelView<Sample>& pixels, const CPixelView<Sample>& levels, Gray gray) {
-    for (int32_t y = 0; y < pixels.height; ++y) {
-        const Sample* const pixel = pixels.Row(y);
-        Sample* const level = levels.Row(y);
-        for (size_t x = 0; x < static_cast<size_t>(pixels.width); ++x) {
-            level[x] = gray(pixel + 3 * x);
-        }
-    }
-}
-
 /// Replaces the 24-bit bitmap by one of 8 bits, whose pixels are not written yet.
 void BecomeGrayBitmap(CImageBits& image) {
     const int32_t height = image.Height();
@@ -52,10 +41,7 @@ void BecomeGrayBitmap(CImageBits& image) {
 void WholeToGray16(CImageBits& image) {
     CPixelWords levels;
     levels.ResizeUninitialized(image.bits16.size() / 3);
-    const int32_t width = image.Width();
-    const int32_t height = image.Height();
-    MakeGrayLevels(View16(image.bits16, width, height, 3), View16(levels, width, height, 1),
-                   Gray16);
+    for (size_t i = 0; i < levels.size(); ++i) levels[i] = Gray16(image.bits16.data() + 3 * i);
     image.bits16 = std::move(levels);
     BecomeGrayBitmap(image);
     image.RefreshDisplayData();
@@ -69,7 +55,11 @@ void WholeToGray8(CImageBits& image) {
                                 static_cast<size_t>(oldInfo.Height()));
         image.bitmapInfo.SetFormat(8, oldInfo.Width(), oldInfo.Height());
         image.bitmapInfo.SetGrayPalette();
-        MakeGrayLevels(View8(colours, oldInfo), View8(image.bits, image.bitmapInfo), Gray8);
+        const CPixelView<uint8_t> from = View8(colours, oldInfo);
+        const CPixelView<uint8_t> to = View8(image.bits, image.bitmapInfo);
+        for (int32_t y = 0; y < from.height; ++y) {
+            LuminanceOfRow(from.Row(y), static_cast<size_t>(from.width), to.Row(y));
+        }
     } else {
         for (size_t i = 0; i < image.bitmapInfo.PaletteSize(); ++i) {
             CRGBQuad& entry = image.bitmapInfo.Palette()[i];

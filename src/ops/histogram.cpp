@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/luminance.h"
+#include "base/luminance_row.h"
 #include "ops/pixel_format.h"
 
 namespace kestr {
@@ -22,14 +23,11 @@ struct CCounters {
     static constexpr size_t kSets = 4;
     std::array<CHistogram, kSets> sets;
 
-    template <bool kLuminance>
     static void CountPixel(CHistogram& set, uint8_t blue, uint8_t green, uint8_t red) {
         ++set.blue[blue];
         ++set.green[green];
         ++set.red[red];
-        if constexpr (kLuminance) ++set.combined[RoundedLuminance(red, green, blue)];
     }
-    template <bool kLuminance>
     void Row24(const uint8_t* row, size_t pixels) {
         size_t i = 0;
         for (; i + kSets <= pixels; i += kSets, row += 3 * kSets) {
@@ -41,14 +39,19 @@ struct CCounters {
             const auto sample = [](uint64_t samples, int at) {
                 return static_cast<uint8_t>(samples >> 8 * at);
             };
-            CountPixel<kLuminance>(sets[0], sample(low, 0), sample(low, 1), sample(low, 2));
-            CountPixel<kLuminance>(sets[1], sample(low, 3), sample(low, 4), sample(low, 5));
-            CountPixel<kLuminance>(sets[2], sample(low, 6), sample(low, 7), sample(high, 0));
-            CountPixel<kLuminance>(sets[3], sample(high, 1), sample(high, 2), sample(high, 3));
+            CountPixel(sets[0], sample(low, 0), sample(low, 1), sample(low, 2));
+            CountPixel(sets[1], sample(low, 3), sample(low, 4), sample(low, 5));
+            CountPixel(sets[2], sample(low, 6), sample(low, 7), sample(high, 0));
+            CountPixel(sets[3], sample(high, 1), sample(high, 2), sample(high, 3));
         }
-        for (; i < pixels; ++i, row += 3) {
-            CountPixel<kLuminance>(sets[0], row[0], row[1], row[2]);
+        for (; i < pixels; ++i, row += 3) CountPixel(sets[0], row[0], row[1], row[2]);
+    }
+    void RowOfLuminance(const uint8_t* levels, size_t pixels) {
+        size_t i = 0;
+        for (; i + kSets <= pixels; i += kSets) {
+            for (size_t set = 0; set < kSets; ++set) ++sets[set].combined[levels[i + set]];
         }
+        for (; i < pixels; ++i) ++sets[0].combined[levels[i]];
     }
     [[nodiscard]] CHistogram Sum() const {
         CHistogram sum = sets[0];
@@ -68,9 +71,13 @@ static_assert(std::endian::native == std::endian::little);
 CHistogram Count24(const CImageBits& image, bool luminance, size_t firstRow, size_t lastRow,
                    size_t pixels) {
     CCounters counters;
+    std::vector<uint8_t> levels(luminance ? pixels : 0);
     for (size_t y = firstRow; y < lastRow; ++y) {
         const uint8_t* const row = image.bits.data() + y * image.RowBytes();
-        luminance ? counters.Row24<true>(row, pixels) : counters.Row24<false>(row, pixels);
+        counters.Row24(row, pixels);
+        if (!luminance) continue;
+        RoundedLuminanceOfRow(row, pixels, levels.data());
+        counters.RowOfLuminance(levels.data(), pixels);
     }
     return counters.Sum();
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/luminance.h"
+#include "base/luminance_row.h"
 #include "ops/operation.h"
 #include "ops/pixel_view.h"
 #include "ops/row_band.h"
@@ -161,9 +162,7 @@ void Paint(CPixelBytes& pixels, const CBitmapInfo& info, int32_t radius) {
     const auto width = static_cast<size_t>(view.width);
     if (view.channels == 3) {
         PaintView(view, radius, [width](const uint8_t* row, uint8_t* luminance) {
-            for (size_t x = 0; x < width; ++x) {
-                luminance[x] = Luminance(row[3 * x + 2], row[3 * x + 1], row[3 * x]);
-            }
+            LuminanceOfRow(row, width, luminance);
         });
         return;
     }

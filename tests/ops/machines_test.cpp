@@ -21,6 +21,7 @@ const COperationRow kOperations[] = {
     {"hue beyond the circle", [](CImageBits& image) { image.OpHSVAdjust(-777, 300, -3, 0); }},
     {"brightness", [](CImageBits& image) { image.OpBrighter(40, 0); }},
     {"contrast", [](CImageBits& image) { image.OpContrast(60, 0); }},
+    {"gray", [](CImageBits& image) { image.OpGrayScale(0); }},
     {"gamma", [](CImageBits& image) { image.OpGammaTable(1.7, 1, 0); }},
     {"turn right", [](CImageBits& image) { image.TurnQuarters(90); }},
     {"turn left", [](CImageBits& image) { image.TurnQuarters(270); }},
