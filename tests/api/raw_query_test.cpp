@@ -29,19 +29,12 @@ Bytes CameraFile(const char* make, const char* model, bool bigEndian,
                  size_t room) {
     constexpr uint32_t kSamplesAt = 2048;
     CTIFFBuilder b(bigEndian, 0);
-    const auto text = [&](uint32_t tag, std::string words) {
-        words += '\0';
-        const Bytes bytes = CTIFFBuilder::Text(words);
-        return CTIFFBuilder::CEntry{tag, 2, uint32_t(bytes.size()),
-                                    bytes.size() > 4 ? b.U32(b.Add(bytes)) : bytes};
-    };
     const uint32_t exposure = b.Add(b.Rational(1, 250));
-    const Entries exif{{33434, 5, 1, b.U32(exposure)}, text(36867, kDate)};
-    Entries first{text(271, make), text(272, model), {34665, 4, 1, b.U32(b.Directory(exif))}};
+    const Entries exif{{33434, 5, 1, b.U32(exposure)}, b.TextEntry(36867, kDate)};
+    Entries first{
+        b.TextEntry(271, make), b.TextEntry(272, model), {34665, 4, 1, b.U32(b.Directory(exif))}};
     if (sensor) sensor(b, first, kSamplesAt);
-    std::ranges::sort(first, {}, &CTIFFBuilder::CEntry::tag);
-    b.Patch32(4, b.Directory(first));
-    Bytes file = b.All();
+    Bytes file = b.Finish(first);
     EXPECT_LE(file.size(), kSamplesAt);
     file.resize(room != 0 ? kSamplesAt + room : file.size());
     return file;

@@ -51,26 +51,18 @@ struct CMakerBuilder {
     bool pattern = true;    // Kodak: tag 64777
     std::function<void(CTIFFBuilder&, std::vector<CEntry>&)> change = {};  // of the first directory
 
-    CEntry Model(CTIFFBuilder& b) const {
-        Bytes text = CTIFFBuilder::Text(model);
-        text.push_back(0);
-        return {272, 2, uint32_t(text.size()), b.U32(b.Add(text))};
-    }
     CEntry Exif(CTIFFBuilder& b) const {
         const uint32_t at = b.Add(note);
         return {34665, 4, 1, b.U32(b.Directory({{37500, 7, uint32_t(note.size()), b.U32(at)}}))};
     }
     Bytes Finish(CTIFFBuilder& b, std::vector<CEntry>& first) const {
         if (change) change(b, first);
-        std::sort(first.begin(), first.end(),
-                  [](const CEntry& a, const CEntry& c) { return a.tag < c.tag; });
-        b.Patch32(4, b.Directory(first));
-        return b.All();
+        return b.Finish(first);
     }
 
     Bytes ERF() const {
         CTIFFBuilder b(bigEndian, 0);
-        std::vector<CEntry> first{Model(b)};
+        std::vector<CEntry> first{b.TextEntry(272, model)};
         if (!note.empty()) first.push_back(Exif(b));
         const uint32_t at = b.Add(Packed(values, width, true));
         const std::vector<CEntry> sensor{{256, 4, 1, b.U32(width)},  {257, 4, 1, b.U32(height)},
@@ -93,7 +85,7 @@ struct CMakerBuilder {
 
     Bytes KDC() const {
         CTIFFBuilder b(bigEndian, 0);
-        std::vector<CEntry> first{Model(b), {259, 3, 1, b.U16(7)}};
+        std::vector<CEntry> first{b.TextEntry(272, model), {259, 3, 1, b.U16(7)}};
         if (!note.empty()) first.push_back(Exif(b));
         if (!jpeg.empty()) {
             first.push_back({273, 4, 1, b.U32(b.Add(jpeg))});

@@ -27,8 +27,6 @@ struct CLeicaBuilder {
 
     Bytes File() const {
         CTIFFBuilder b(false, 0);
-        Bytes text = CTIFFBuilder::Text(model);
-        text.push_back(0);
         std::vector<CTIFFBuilder::CEntry> entries;
         const auto number = [&](uint32_t tag, uint32_t value) {
             entries.push_back({tag, 3, 1, b.U16(value)});
@@ -50,13 +48,12 @@ struct CLeicaBuilder {
         for (uint32_t i = 0; i < 3; ++i) {
             if (balance) number(36 + i, (*balance)[i]);
         }
-        entries.push_back({272, 2, uint32_t(text.size()), b.U32(b.Add(text))});
+        entries.push_back(b.TextEntry(272, model));
         entries.push_back({273, 4, 1, b.U32(1024)});
         entries.push_back({274, 3, 1, b.U16(6)});
         const uint32_t time = b.Add(b.Rational(1, 60));
         entries.push_back({34665, 4, 1, b.U32(b.Directory({{33434, 5, 1, b.U32(time)}}))});
-        b.Patch32(4, b.Directory(entries));
-        Bytes file = b.All();
+        Bytes file = b.Finish(entries);
         file[2] = uint8_t(magic);
         file.resize(1024);
         for (uint32_t y = 0; y < height; ++y) {

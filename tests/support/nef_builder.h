@@ -106,11 +106,6 @@ public:
 
     Bytes File() const {
         CTIFFBuilder b(bigEndian, 0);
-        const auto text = [&](const std::string& s) {
-            Bytes bytes = CTIFFBuilder::Text(s);
-            bytes.push_back(0);
-            return bytes;
-        };
         std::vector<CEntry> sensor{{256, 4, 1, b.U32(width)},
                                    {257, 4, 1, b.U32(height)},
                                    {258, 3, 1, b.U16(bits)},
@@ -139,7 +134,6 @@ public:
         children.push_back(b.Directory(sensor));
         const uint32_t exif = AddExif(b);
 
-        const Bytes name = text(model);
         std::vector<CEntry> first;
         if (!thumbnail.empty()) {
             first.push_back({256, 4, 1, b.U32(thumbnailWidth)});
@@ -149,9 +143,8 @@ public:
             first.push_back({259, 3, 1, b.U16(1)});
             first.push_back({262, 3, 1, b.U16(2)});
         }
-        first.push_back({271, 2, uint32_t(make.size() + 1), b.U32(b.Add(text(make)))});
-        first.push_back(
-            {272, 2, uint32_t(name.size()), name.size() > 4 ? b.U32(b.Add(name)) : name});
+        first.push_back(b.TextEntry(271, make));
+        first.push_back(b.TextEntry(272, model));
         if (!thumbnail.empty()) first.push_back({273, 4, 1, b.U32(b.Add(thumbnail))});
         first.push_back({274, 3, 1, b.U16(orientation)});
         uint32_t list = children[0];

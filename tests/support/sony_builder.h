@@ -87,8 +87,7 @@ struct CSonyBuilder {
         auto first = First(b, false);
         first.push_back({330, 4, 1, b.U32(sensor)});
         if (gains) first.push_back({50740, 1, 4, b.U32(Private(b, 29443))});
-        b.Patch32(4, b.Directory(first));
-        return b.All();
+        return b.Finish(first);
     }
 
     /// A100, whose files state one column less than they have.
@@ -114,7 +113,7 @@ struct CSonyBuilder {
         const uint32_t mri =
             b.Add(b.Join({{0}, CTIFFBuilder::Text("MRI"), b.U32(uint32_t(blocks.size())), blocks}));
         first.push_back({50740, 1, 4, b.U32(mri)});
-        return Finish(b, first);
+        return b.Finish(first);
     }
 
     enum class CForm { kBlocks, k12Bits, kColumns };
@@ -137,7 +136,7 @@ struct CSonyBuilder {
              b.U32(b.Add(b.Join({b.U16(8000), b.U16(10400), b.U16(12900), b.U16(14100)})))});
         if (pattern) first.push_back({33422, 1, uint32_t(pattern->size()), *pattern});
         if (gains) first.push_back({50740, 1, 4, b.U32(Private(b, 29459))});
-        return Finish(b, first);
+        return b.Finish(first);
     }
 
     /// Columns from the last, even rows before odd ones, as differences.
@@ -158,23 +157,14 @@ struct CSonyBuilder {
     }
 
 private:
-    static Bytes Finish(CTIFFBuilder& b, std::vector<CEntry>& first) {
-        std::sort(first.begin(), first.end(),
-                  [](const CEntry& a, const CEntry& c) { return a.tag < c.tag; });
-        b.Patch32(4, b.Directory(first));
-        return b.All();
-    }
-
     std::vector<CEntry> First(CTIFFBuilder& b, bool withSize = true) const {
         std::vector<CEntry> entries;
         if (withSize) {
             entries.push_back({256, 4, 1, b.U32(width)});
             entries.push_back({257, 4, 1, b.U32(height)});
         }
-        Bytes name = CTIFFBuilder::Text(model);
-        name.push_back(0);
-        entries.push_back({271, 2, 5, b.U32(b.Add({'S', 'O', 'N', 'Y', 0}))});
-        entries.push_back({272, 2, uint32_t(name.size()), b.U32(b.Add(name))});
+        entries.push_back(b.TextEntry(271, "SONY"));
+        entries.push_back(b.TextEntry(272, model));
         if (!jpeg.empty()) {
             entries.push_back({513, 4, 1, b.U32(b.Add(jpeg))});
             entries.push_back({514, 4, 1, b.U32(uint32_t(jpeg.size()))});

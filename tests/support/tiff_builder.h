@@ -40,6 +40,12 @@ public:
         uint32_t tag, type, count;
         Bytes field;  // up to four bytes, filled up with zeros
     };
+    /// The words with a NUL behind them, which stand before the directory when they are long.
+    CEntry TextEntry(uint32_t tag, std::string_view words) {
+        Bytes bytes = Text(words);
+        bytes.push_back(0);
+        return {tag, 2, uint32_t(bytes.size()), bytes.size() > 4 ? U32(Add(bytes)) : bytes};
+    }
     /// Appends a directory with a stated number of entries, which defaults to the true one.
     uint32_t Directory(const std::vector<CEntry>& entries, uint32_t next = 0, int stated = -1) {
         const uint32_t at =
@@ -51,6 +57,12 @@ public:
         }
         Add(U32(next));
         return at;
+    }
+    /// Ends the file with its first directory, the entries in the order of their tags.
+    const Bytes& Finish(std::vector<CEntry> first) {
+        std::ranges::sort(first, {}, &CEntry::tag);
+        Patch32(4, Directory(first));
+        return m_bytes;
     }
     void Patch32(size_t at, uint32_t value) {
         const Bytes bytes = U32(value);
