@@ -105,17 +105,16 @@ bool CImageBits::ReadRows(CImageReader& reader) {
     }
     const auto rowBytes = static_cast<size_t>(info.RowBytes());
     // The first row lies last in memory. What no row reaches, and the padding that a reader leaves
-    // alone, is cleared here, so that it is black and never old memory.
-    uint8_t* row = bits.data() + *bytes;
+    // alone, is cleared here, so that it is black and never old memory. Rows of a picture of no
+    // width come too, and no reader has to expect a null pointer for them.
+    uint8_t noPixels = 0;
+    uint8_t* const store = *bytes != 0 ? bits.data() : &noPixels;
+    uint8_t* row = store + *bytes;
     struct CClearRest {  // on every way out, an exception included
-        CImageBits& image;
+        uint8_t* store;
         uint8_t*& row;
-        ~CClearRest() {
-            if (row != image.bits.data()) {
-                std::memset(image.bits.data(), 0, static_cast<size_t>(row - image.bits.data()));
-            }
-        }
-    } clearRest{*this, row};
+        ~CClearRest() { std::memset(store, 0, static_cast<size_t>(row - store)); }
+    } clearRest{store, row};
     for (int32_t y = 0; y < height; ++y) {
         uint8_t* destination = row - rowBytes;
         if (rowBytes >= kMostPadding) std::memset(row - kMostPadding, 0, kMostPadding);

@@ -48,6 +48,21 @@ constexpr CSeed kSeeds[] = {
     {55, "mrw/a2.mrw"},        {55, "mrw/note.mrw"},         {58, "raf/square.raf"},
     {58, "raf/two.raf"},
 };
+constexpr CSeed kEverydaySeeds[] = {
+    {4, "jpeg/colour.jpg"},       {4, "jpeg/metadata.jpg"},
+    {4, "jpeg/cmyk.jpg"},         {4, "jpeg/gray_restart.jpg"},
+    {5, "jpeg/progressive.jpg"},  {11, "png/one.png"},
+    {11, "png/la.png"},           {11, "png/rgb.png"},
+    {11, "png/p16_trns.png"},     {12, "png/palette_adam7.png"},
+    {12, "png/rgba_adam7.png"},   {66, "gif/one.gif"},
+    {66, "gif/anim.gif"},         {67, "gif/palette_i.gif"},
+    {18, "tiff/cmyk.tif"},        {18, "tiff/rgba_18.tif"},
+    {18, "tiff/p16_trns_18.tif"}, {18, "tiff/ycc.tif"},
+    {19, "tiff/one_19.tif"},      {20, "tiff/one_20.tif"},
+    {21, "tiff/one_21.tif"},      {23, "tiff/rgb_23.tif"},
+    {24, "tiff/palette_24.tif"},  {24, "tiff/pages.tif"},
+    {27, "tiff/one_27.tif"},      {54, "tiff/la_54.tif"},
+};
 
 constexpr size_t kMostCuts = 600;  // lengths and flipped bits that are tried of one file, evenly
 constexpr size_t kMostFlips = 1500;
@@ -133,7 +148,8 @@ TEST_P(ReaderJudge, EndsAtEachQuestion) {
         const auto reader = Reader();
         CImpatientCaller caller(patience);
         int32_t lines = 0;
-        if (reader->StartLoad(path.c_str(), 0, &caller)) {
+        const bool started = reader->StartLoad(path.c_str(), 0, &caller);
+        if (started) {
             Bytes row(static_cast<size_t>(reader->m_bitmapInfo.RowBytes()));
             while (lines < reader->m_bitmapInfo.Height() && reader->ReadLine(row.data())) ++lines;
         }
@@ -143,9 +159,12 @@ TEST_P(ReaderJudge, EndsAtEachQuestion) {
             break;
         }
         EXPECT_EQ(reader->m_errorText, "Load aborted.") << patience;
-        EXPECT_LT(lines, reader->m_bitmapInfo.Height()) << patience;
+        if (started) {
+            EXPECT_LT(lines, reader->m_bitmapInfo.Height()) << patience;
+        }
     }
-    EXPECT_GT(patience, 0) << "an abort is never asked about";
+    const bool asks = GetParam().typeId != 66 && GetParam().typeId != 67;  // GIF's never does
+    EXPECT_EQ(patience > 0, asks);
 }
 
 TEST_P(ReaderJudge, WritesEveryPixelOfARow) {
@@ -154,11 +173,12 @@ TEST_P(ReaderJudge, WritesEveryPixelOfARow) {
         Bytes pixels;
         if (reader->StartLoad(WidePath(m_seed).c_str(), 0, nullptr)) {
             const CBitmapInfo& info = reader->m_bitmapInfo;
-            const auto used =
-                static_cast<size_t>((int64_t{info.Width()} * info.BitCount() + 7) / 8);
+            const auto bits = static_cast<size_t>(int64_t{info.Width()} * info.BitCount());
+            const size_t used = (bits + 7) / 8;
             for (int32_t y = 0; y < info.Height(); ++y) {
                 Bytes row(static_cast<size_t>(info.RowBytes()), poison);
                 EXPECT_TRUE(reader->ReadLine(row.data()));
+                if (bits % 8 != 0) row[used - 1] &= static_cast<uint8_t>(0xFF00 >> bits % 8);
                 pixels.insert(pixels.end(), row.begin(),
                               row.begin() + static_cast<ptrdiff_t>(used));
             }
@@ -171,7 +191,7 @@ TEST_P(ReaderJudge, WritesEveryPixelOfARow) {
 
 TEST_P(ReaderJudge, ServesThreadsAtOnce) {
     const auto load = [&](Bytes& pixels) {
-        for (int i = 0; i < 20; ++i) {
+        for (int i = 0; i < 10; ++i) {
             CHandle handle;
             if (handle.Load(m_seed)) pixels = handle.Rows(handle.Row(0).size());
         }
@@ -179,7 +199,7 @@ TEST_P(ReaderJudge, ServesThreadsAtOnce) {
     Bytes alone;
     load(alone);
     EXPECT_FALSE(alone.empty());
-    std::array<Bytes, 4> together;
+    std::array<Bytes, 8> together;
     {
         std::vector<std::jthread> threads;
         for (Bytes& pixels : together) threads.emplace_back([&] { load(pixels); });
@@ -199,6 +219,7 @@ std::string SeedName(const testing::TestParamInfo<CSeed>& info) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, ReaderJudge, testing::ValuesIn(kSeeds), SeedName);
+INSTANTIATE_TEST_SUITE_P(EverydaySeeds, ReaderJudge, testing::ValuesIn(kEverydaySeeds), SeedName);
 
 }  // namespace
 }  // namespace kestr::test

@@ -143,8 +143,8 @@ protected:
     }
 
     CTemporaryFolder m_folder;
+    CFakeOperations::CLog m_log;  // before the libraries, which write to it as they end
     CFakeLibraries m_libraries;
-    CFakeOperations::CLog m_log;
     const Bytes m_jpeg = CJPEGBuilder().Size(83, 61).File();
 };
 
