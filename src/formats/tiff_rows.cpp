@@ -15,6 +15,9 @@ namespace {
 constexpr uint64_t kMostStrip = 64 << 20;
 // Tiles may reach beyond the picture, but not by any amount.
 constexpr uint64_t kMostTiles = 64 << 20;
+// Samples that no pixel takes may stand in a row, but not by any amount either.
+constexpr uint64_t kMostUnusedRow = 64 << 20;
+constexpr uint64_t kMostUsedSamples = 5;  // of a pixel: four inks and an alpha value
 
 }  // namespace
 
@@ -24,6 +27,9 @@ CTIFFRows::CTIFFRows(TIFF* tiff, std::span<const uint8_t> file, const CTIFFLayou
 std::optional<CTIFFRows> CTIFFRows::Start(TIFF* tiff, std::span<const uint8_t> file,
                                           const CTIFFLayout& layout, int planes) {
     CTIFFRows rows(tiff, file, layout);
+    const uint64_t usedBytes =
+        uint64_t{layout.width} * kMostUsedSamples * ((layout.bitsPerSample + 7u) / 8);
+    if (layout.RowBytes() > std::max(kMostUnusedRow, usedBytes)) return std::nullopt;
     if (layout.RowBytes() > kMostPictureBytes) throw std::bad_alloc();
     rows.m_rowBytes = static_cast<size_t>(layout.RowBytes());
     rows.m_buffers.resize(static_cast<size_t>(planes));

@@ -12,6 +12,7 @@
 #include "support/loaded_handle.h"
 #include "support/picture.h"
 #include "support/test_data.h"
+#include "support/tiff_builder.h"
 
 namespace kestr::test {
 namespace {
@@ -469,6 +470,25 @@ TEST_F(TiffTest, Pages) {
     EXPECT_EQ(
         cRotateImageFileExW(WidePath(path).c_str(), WidePath(path).c_str(), 0, 0, 0, 0, &error), 0);
     EXPECT_EQ(TakeText(error), "Cannot rotate multipage image.");
+}
+
+TEST_F(TiffTest, TakesNoMemoryForRowsThatNoPixelExplains) {
+    // 200 bytes that state a row of 65,535 pixels of 65,535 samples, four gigabytes.
+    CTIFFBuilder b;
+    const auto samples = b.Add(Bytes(64, 0));
+    const uint32_t side = 65535;
+    const auto file = b.Finish({{256, 4, 1, b.U32(side)},
+                                {257, 4, 1, b.U32(1)},
+                                {258, 3, 1, b.U16(8)},
+                                {259, 3, 1, b.U16(8)},
+                                {262, 3, 1, b.U16(1)},
+                                {273, 4, 1, b.U32(samples)},
+                                {277, 3, 1, b.U16(side)},
+                                {278, 4, 1, b.U32(1)},
+                                {279, 4, 1, b.U32(64)}});
+    CHandle handle;
+    EXPECT_FALSE(handle.LoadBytes(file, "a.tif"));
+    EXPECT_EQ(handle.ErrorText(), "Unsupported TIFF format.");
 }
 
 TEST_F(TiffTest, RefusesInItsWords) {
