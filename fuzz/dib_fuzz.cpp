@@ -9,7 +9,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                       nullptr, nullptr);
         if (uint64_t{width} * height > 100'000) return;
         for (int32_t typeId = 0; typeId <= 2; ++typeId) {
-            const std::string& path = ScratchFile(".bmp");
+            const std::string path = ScratchFile(".bmp");
             if (cSave(session, path.c_str(), typeId, 0, nullptr, 0) == 0) continue;
             const HKESTRSESSION again = cNewSession();
             cLoadImageEx(again, path.c_str(), 0, 0, nullptr, 0);

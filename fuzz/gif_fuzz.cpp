@@ -17,7 +17,7 @@ void SaveAndLoad(HKESTRSESSION session, int32_t typeId) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     using namespace kestr::fuzz;
-    const std::string& path = ScratchFile(".gif");
+    const std::string path = ScratchFile(".gif");
     std::ofstream(path, std::ios::binary | std::ios::trunc)
         .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
     for (int page = 0; page < 20; ++page) {

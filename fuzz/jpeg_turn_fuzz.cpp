@@ -7,7 +7,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     namespace fs = std::filesystem;
-    const std::string& path = kestr::fuzz::ScratchFile(".jpg");
+    const std::string path = kestr::fuzz::ScratchFile(".jpg");
     const std::string turned = path + ".turned.jpg";
     std::ofstream(path, std::ios::binary | std::ios::trunc)
         .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));

@@ -7,21 +7,38 @@
 #include <fstream>
 #include <random>
 #include <string>
+#include <system_error>
 
 #include <kestr/kestr.h>
 
 namespace kestr::fuzz {
 
-/// A path of this process for the bytes of each run, in memory where the system has such a place.
-inline const std::string& ScratchFile(const std::string& extension) {
-    static const std::string path = [&] {
-        namespace fs = std::filesystem;
-        const fs::path folder = fs::exists("/dev/shm") ? fs::path("/dev/shm")  //
-                                                       : fs::temp_directory_path();
-        return (folder / ("kestr-fuzz-" + std::to_string(std::random_device{}()) + extension))
-            .string();
-    }();
-    return path;
+/// A folder of this process, in memory where the system has such a place; it goes with the process.
+class CScratchFolder {
+public:
+    CScratchFolder() { std::filesystem::create_directory(m_path); }
+    CScratchFolder(const CScratchFolder&) = delete;
+    CScratchFolder& operator=(const CScratchFolder&) = delete;
+    ~CScratchFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_path, ignored);
+    }
+    [[nodiscard]] const std::filesystem::path& Path() const { return m_path; }
+
+private:
+    static std::filesystem::path Place() {
+        return std::filesystem::exists("/dev/shm") ? std::filesystem::path("/dev/shm")
+                                                   : std::filesystem::temp_directory_path();
+    }
+
+    std::filesystem::path m_path =
+        Place() / ("kestr-fuzz-" + std::to_string(std::random_device{}()));
+};
+
+/// A path for the bytes of each run.
+inline std::string ScratchFile(const std::string& extension) {
+    static const CScratchFolder folder;
+    return (folder.Path() / ("input" + extension)).string();
 }
 
 /// Touches every row that came, so that a sanitizer sees it.
@@ -46,7 +63,7 @@ inline uint32_t SumOfPixels(HKESTRSESSION session) {
 template <typename Use>
 void LoadBytes(const uint8_t* data, size_t size, const char* extension, int16_t page,
                int16_t thumbnail, Use use) {
-    const std::string& path = ScratchFile(extension);
+    const std::string path = ScratchFile(extension);
     std::ofstream(path, std::ios::binary | std::ios::trunc)
         .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
     const HKESTRSESSION session = cNewSession();

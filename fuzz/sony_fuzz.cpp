@@ -35,7 +35,7 @@ std::vector<uint8_t> SpreadSRF(std::span<const uint8_t> input) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size > 3 && std::memcmp(data, "SRF", 3) == 0) {
         const auto file = SpreadSRF({data + 3, size - 3});
-        kestr::fuzz::LoadRawBytes(file.data(), file.size(), ".srf");
+        kestr::fuzz::LoadRawBytes(file.data(), file.size(), ".srf", size);
     } else {
         kestr::fuzz::LoadRawBytes(data, size, ".arw");
     }
