@@ -3,6 +3,8 @@
 // After E. Chang, S. Cheung and D. Pan, "Color filter array recovery using a threshold-based
 // variable number of gradients".
 
+#include "raw/demosaic_vng.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdlib>
@@ -13,169 +15,14 @@
 #include "platform/vector_clones.h"
 #include "raw/demosaic.h"
 #include "raw/demosaic_rows.h"
-
-// All functions that take or give whole vectors are inlined: how they would be passed is no matter.
-#pragma GCC diagnostic ignored "-Wpsabi"
+#include "raw/demosaic_vng_rows.h"
 
 namespace kestr {
 namespace {
 
-constexpr int kReach = 2;  // rows and columns that a pixel looks at on each side
+using namespace vng;
 
-struct CDirection {
-    int8_t dy, dx;
-};
-constexpr std::array<CDirection, 8> kDirections{
-    {{-1, -1}, {-1, 0}, {-1, 1}, {0, 1}, {1, 1}, {1, 0}, {1, -1}, {0, -1}}};
-
-/// The difference of the samples at two places, shifted left, counts towards the directions whose
-/// bits are set.
-struct CGradientTerm {
-    int8_t y1, x1, y2, x2, shift;
-    uint8_t directions;
-};
-constexpr std::array<CGradientTerm, 64> kGradientTerms{
-    {{-2, -2, 0, -1, 0, 0x01}, {-2, -2, 0, 0, 1, 0x01},  {-2, -1, -1, 0, 0, 0x01},
-     {-2, -1, 0, -1, 0, 0x02}, {-2, -1, 0, 0, 0, 0x03},  {-2, -1, 0, 1, 0, 0x01},
-     {-2, 0, 0, -1, 0, 0x06},  {-2, 0, 0, 0, 1, 0x02},   {-2, 0, 0, 1, 0, 0x03},
-     {-2, 1, -1, 0, 0, 0x04},  {-2, 1, 0, -1, 0, 0x04},  {-2, 1, 0, 0, 0, 0x06},
-     {-2, 1, 0, 1, 0, 0x02},   {-2, 2, 0, 0, 1, 0x04},   {-2, 2, 0, 1, 0, 0x04},
-     {-1, -2, -1, 0, 0, 0x80}, {-1, -2, 0, -1, 0, 0x01}, {-1, -2, 1, -1, 0, 0x01},
-     {-1, -2, 1, 0, 0, 0x01},  {-1, -1, -1, 1, 0, 0x88}, {-1, -1, 1, -2, 0, 0x40},
-     {-1, -1, 1, -1, 0, 0x22}, {-1, -1, 1, 0, 0, 0x33},  {-1, -1, 1, 1, 1, 0x11},
-     {-1, 0, -1, 2, 0, 0x08},  {-1, 0, 0, -1, 0, 0x44},  {-1, 0, 0, 1, 0, 0x11},
-     {-1, 0, 1, -2, 0, 0x40},  {-1, 0, 1, -1, 0, 0x66},  {-1, 0, 1, 0, 1, 0x22},
-     {-1, 0, 1, 1, 0, 0x33},   {-1, 0, 1, 2, 0, 0x10},   {-1, 1, 1, -1, 1, 0x44},
-     {-1, 1, 1, 0, 0, 0x66},   {-1, 1, 1, 1, 0, 0x22},   {-1, 1, 1, 2, 0, 0x10},
-     {-1, 2, 0, 1, 0, 0x04},   {-1, 2, 1, 0, 0, 0x04},   {-1, 2, 1, 1, 0, 0x04},
-     {0, -2, 0, 0, 1, 0x80},   {0, -1, 0, 1, 1, 0x88},   {0, -1, 1, -2, 0, 0x40},
-     {0, -1, 1, 0, 0, 0x11},   {0, -1, 2, -2, 0, 0x40},  {0, -1, 2, -1, 0, 0x20},
-     {0, -1, 2, 0, 0, 0x30},   {0, -1, 2, 1, 0, 0x10},   {0, 0, 0, 2, 1, 0x08},
-     {0, 0, 2, -2, 1, 0x40},   {0, 0, 2, -1, 0, 0x60},   {0, 0, 2, 0, 1, 0x20},
-     {0, 0, 2, 1, 0, 0x30},    {0, 0, 2, 2, 1, 0x10},    {0, 1, 1, 0, 0, 0x44},
-     {0, 1, 1, 2, 0, 0x10},    {0, 1, 2, -1, 0, 0x40},   {0, 1, 2, 0, 0, 0x60},
-     {0, 1, 2, 1, 0, 0x20},    {0, 1, 2, 2, 0, 0x10},    {1, -2, 1, 0, 0, 0x80},
-     {1, -1, 1, 1, 0, 0x88},   {1, 0, 1, 2, 0, 0x08},    {1, 0, 2, -1, 0, 0x40},
-     {1, 0, 2, 1, 0, 0x10}}};
-static_assert(kGradientTerms[22].directions == 0x33 && kGradientTerms[63].directions == 0x10);
-
-/// Whether a term is one of a place of the pattern, where `planeAt(dy, dx)` is recorded around it:
-/// it compares samples of one plane, and those not of next neighbours in that plane.
-template <typename PlaneAt>
-constexpr bool IsKept(const CGradientTerm& term, const PlaneAt& planeAt) {
-    const auto plane = planeAt(term.y1, term.x1);
-    if (planeAt(term.y2, term.x2) != plane) return false;
-    const int diagonal = planeAt(0, 1) == plane && planeAt(1, 0) == plane ? 2 : 1;
-    const auto distance = [](int a, int b) { return a < b ? b - a : a - b; };
-    return distance(term.y1, term.y2) != diagonal || distance(term.x1, term.x2) != diagonal;
-}
-
-// Any pattern, through tables.
-
-/// The terms and neighbours of one place of the pattern, as offsets in samples.
-struct CGradientSite {
-    struct CTerm {
-        ptrdiff_t first, second;
-        int shift;
-        size_t count;  // of the directions that it counts towards
-        std::array<uint8_t, 4> directions;
-    };
-    struct CNeighbour {
-        ptrdiff_t pixel;
-        ptrdiff_t ownPlane;  // a sample of the pixel's own plane behind a diagonal one, or 0
-    };
-    std::vector<CTerm> terms;
-    std::array<CNeighbour, 8> neighbours;
-};
-
-CGradientSite MakeSite(const CRawSensorImage& image, uint32_t y, uint32_t x) {
-    const auto planeAt = [&](int dy, int dx) {
-        return image.FC(y + static_cast<uint32_t>(dy), x + static_cast<uint32_t>(dx));
-    };
-    const auto offset = [&](int dy, int dx) {
-        return dy * static_cast<ptrdiff_t>(image.samples.RowSamples()) + dx * image.samples.colors;
-    };
-    CGradientSite site;
-    for (const CGradientTerm& term : kGradientTerms) {
-        if (!IsKept(term, planeAt)) continue;
-        const uint8_t plane = planeAt(term.y1, term.x1);
-        auto& kept =
-            site.terms.emplace_back(CGradientSite::CTerm{.first = offset(term.y1, term.x1) + plane,
-                                                         .second = offset(term.y2, term.x2) + plane,
-                                                         .shift = term.shift,
-                                                         .count = 0,
-                                                         .directions = {}});
-        for (uint8_t i = 0; i < kDirections.size(); ++i) {
-            if ((term.directions >> i & 1) != 0) kept.directions[kept.count++] = i;
-        }
-    }
-    for (size_t i = 0; i < kDirections.size(); ++i) {
-        const auto [dy, dx] = kDirections[i];
-        const uint8_t own = image.FC(y, x);
-        const bool behind = i % 2 == 0 && planeAt(dy, dx) != own && planeAt(2 * dy, 2 * dx) == own;
-        site.neighbours[i] = {offset(dy, dx), behind ? offset(2 * dy, 2 * dx) + own : 0};
-    }
-    return site;
-}
-
-/// The planes of one pixel.
-void InterpolatePixel(const CGradientSite& site, const uint16_t* pixel, uint8_t own, uint8_t colors,
-                      uint16_t* result) {
-    std::array<int, 8> gradients{};
-    for (const auto& term : site.terms) {
-        const int difference = std::abs(pixel[term.first] - pixel[term.second]) << term.shift;
-        for (size_t i = 0; i < term.count; ++i) gradients[term.directions[i]] += difference;
-    }
-    const auto [least, most] = std::ranges::minmax(gradients);
-    const int threshold = least + (most >> 1);
-    std::array<int, 4> sums{};
-    int count = 0;
-    for (size_t i = 0; i < gradients.size(); ++i) {
-        if (gradients[i] > threshold) continue;
-        const auto [neighbour, ownPlane] = site.neighbours[i];
-        for (uint8_t c = 0; c < colors; ++c) {
-            sums[c] += c == own && ownPlane != 0 ? (pixel[own] + pixel[ownPlane]) >> 1
-                                                 : pixel[neighbour + c];
-        }
-        ++count;
-    }
-    for (uint8_t c = 0; c < colors; ++c) {
-        const int value = pixel[own] + (sums[c] - sums[own]) / count;
-        result[c] = static_cast<uint16_t>(std::clamp(value, 0, 65535));
-    }
-}
-
-bool InterpolateAnyPattern(CRawSensorImage& image, CImageReader* reader) {
-    CRawSamples& samples = image.samples;
-    std::array<std::array<CGradientSite, 2>, 8> sites;
-    for (uint32_t y = 0; y < 8; ++y) sites[y] = {MakeSite(image, y, 0), MakeSite(image, y, 1)};
-    // Results wait until no gradient looks at their row any more.
-    const size_t inner = samples.RowSamples() - 2 * kReach * samples.colors;
-    std::vector<uint16_t> waiting(3 * inner);
-    const auto waitingRow = [&](uint32_t y) { return waiting.data() + y % 3 * inner; };
-    const auto writeBack = [&](uint32_t y) {
-        std::memcpy(samples.Pixel(y, kReach), waitingRow(y), inner * sizeof(uint16_t));
-    };
-    const uint32_t end = samples.height - kReach;
-    for (uint32_t y = kReach; y < end; ++y) {
-        if (!StartRawRow(image, reader, y)) return false;
-        uint16_t* result = waitingRow(y);
-        for (uint32_t x = kReach; x < samples.width - kReach; ++x, result += samples.colors) {
-            InterpolatePixel(sites[y & 7][x & 1], samples.Pixel(y, x), image.FC(y, x),
-                             samples.colors, result);
-        }
-        if (y >= 2 * kReach) writeBack(y - kReach);
-    }
-    for (uint32_t y = std::max<uint32_t>(end - kReach, kReach); y < end; ++y) writeBack(y);
-    return true;
-}
-
-// Bayer patterns: eight pixels at a time, with the terms of each place known to the compiler.
-
-constexpr size_t kLanes = 8;
-using Words [[gnu::vector_size(kLanes * sizeof(uint16_t))]] = uint16_t;
-using Lanes [[gnu::vector_size(kLanes * sizeof(int32_t))]] = int32_t;
-using Reals [[gnu::vector_size(kLanes * sizeof(float))]] = float;
+// Bayer patterns have the terms of each place known to the compiler.
 
 /// Planes by their part in a row.
 enum CRole { kRowPlane, kGreenRole, kOtherPlane };
@@ -207,21 +54,8 @@ KESTR_INLINE Lanes Load(const CAround& around, size_t i) {
     constexpr int kStep = kColumn >> 1;  // rounds down
     const uint16_t* from = around.rows[kDy + kReach][kRole] + i + kStep;
     if constexpr ((kColumn & 1) != 0) from += around.half;
-    Words words;
-    std::memcpy(&words, from, sizeof words);
-    return __builtin_convertvector(words, Lanes);
+    return vng::Load(from);
 }
-
-KESTR_INLINE Lanes Least(const Lanes& a, const Lanes& b) {
-    return a < b ? a : b;
-}
-KESTR_INLINE Lanes Most(const Lanes& a, const Lanes& b) {
-    return a > b ? a : b;
-}
-
-struct CGradients {
-    Lanes of[kDirections.size()]{};
-};
 
 template <bool kGreen, int kParity, size_t kTerm>
 KESTR_INLINE void AddTerm(const CAround& around, size_t i, CGradients& gradients) {
@@ -231,7 +65,7 @@ KESTR_INLINE void AddTerm(const CAround& around, size_t i, CGradients& gradients
         constexpr CRole kRole = kPlaces(kWhat.y1, kWhat.x1);
         const Lanes first = Load<kParity, kRole, kWhat.y1, kWhat.x1>(around, i);
         const Lanes second = Load<kParity, kRole, kWhat.y2, kWhat.x2>(around, i);
-        const Lanes difference = (Most(first, second) - Least(first, second)) << kWhat.shift;
+        const Lanes difference = Distance(first, second) << kWhat.shift;
         for (size_t g = 0; g < kDirections.size(); ++g) {
             if ((kWhat.directions >> g & 1) != 0) gradients.of[g] += difference;
         }
@@ -271,20 +105,9 @@ template <bool kGreen, int kParity, size_t... kDirection>
 KESTR_INLINE void AddDirections(const CAround& around, size_t i, const CGradients& gradients,
                                 const Lanes& pixel, CChosen& chosen,
                                 std::index_sequence<kDirection...>) {
-    Lanes least = gradients.of[0], most = gradients.of[0];
-    ((least = Least(least, gradients.of[kDirection])), ...);
-    ((most = Most(most, gradients.of[kDirection])), ...);
-    const Lanes threshold = least + (most >> 1);
+    const Lanes threshold = gradients.Threshold();
     (AddDirection<kGreen, kParity, kDirection>(around, i, gradients, threshold, pixel, chosen),
      ...);
-}
-
-/// The quotient truncates as that of integers does: it is off a whole number by at least 1 / 8, and
-/// below 2^20.
-KESTR_INLINE Words NewSamples(const Lanes& pixel, const Lanes& difference, const Reals& count) {
-    const Reals quotient = __builtin_convertvector(difference, Reals) / count;
-    const Lanes value = pixel + __builtin_convertvector(quotient, Lanes);
-    return __builtin_convertvector(Least(Most(value, Lanes{}), Lanes{} + 65535), Words);
 }
 
 /// The planes that pixels of columns of one parity lack: `first` is green for pixels of the row's
@@ -325,43 +148,6 @@ KESTR_VECTOR_CLONES void InterpolateBayerRow(const CAround& around, uint32_t gre
         InterpolateColumns<true, 1>(around, begin, end, first + half, other + half);
     }
 }
-
-/// Five rows of a picture, plane by plane, the pixels of even columns apart from those of odd ones.
-class CPlaneRows {
-public:
-    explicit CPlaneRows(const CRawSamples& samples)
-        : m_samples(samples),
-          // Whole vectors are read up to two columns behind the last pixel.
-          m_half((samples.width + 1) / 2 + 2 * kLanes),
-          m_words(kRows * kPlanes * 2 * m_half) {}
-
-    [[nodiscard]] size_t Half() const { return m_half; }
-    [[nodiscard]] const uint16_t* Plane(uint32_t y, uint32_t plane) const {
-        return m_words.data() + (y % kRows * kPlanes + plane) * 2 * m_half;
-    }
-    void Take(uint32_t y) {
-        uint16_t* planes = m_words.data() + y % kRows * kPlanes * 2 * m_half;
-        const uint16_t* pixel = m_samples.Row(y);
-        const size_t pairs = m_samples.width / 2;
-        for (size_t plane = 0; plane < kPlanes; ++plane) {
-            uint16_t* even = planes + plane * 2 * m_half;
-            uint16_t* odd = even + m_half;
-            for (size_t i = 0; i < pairs; ++i) {
-                even[i] = pixel[2 * kPlanes * i + plane];
-                odd[i] = pixel[2 * kPlanes * i + kPlanes + plane];
-            }
-            if (m_samples.width % 2 != 0) even[pairs] = pixel[2 * kPlanes * pairs + plane];
-        }
-    }
-
-private:
-    static constexpr uint32_t kRows = 2 * kReach + 1;
-    static constexpr uint32_t kPlanes = 3;
-
-    const CRawSamples& m_samples;
-    size_t m_half;
-    std::vector<uint16_t> m_words;
-};
 
 /// Writes the two planes that each pixel of a row lacks, from column 2 on.
 void WriteMissing(CRawSamples& samples, uint32_t y, const CBayerPattern& bayer,

@@ -205,7 +205,7 @@ bool CDNGReader::OpenPreviewPixels(const CRawDirectory& directory, CRawDirectory
     if (samples == 3 && photometric == kRGB) {
         return m_preview.OpenRGB(*this, directory.PictureBytes(size, 3), size.width, size.height);
     }
-    return samples == 1 && *photometric < kRGB &&
+    return samples == 1 && photometric.value_or(kRGB) < kRGB &&
            m_preview.OpenGray(*this, directory.PictureBytes(size, 1), size.width, size.height,
                               photometric == kWhiteIsZero);
 }
@@ -282,7 +282,8 @@ bool CDNGReader::Interpolate(CRawSensorImage& image) {
     const double diagonal = std::sqrt(0.5);
     const uint32_t rows = CStaggeredGrid(p.data).rows;
     const auto wide = static_cast<uint32_t>(rows / diagonal);
-    const auto high = static_cast<uint32_t>(p.data.width / 2 / diagonal);
+    const uint32_t pairs = p.data.width / 2;
+    const auto high = static_cast<uint32_t>(pairs / diagonal);
     if (wide == 0 || high == 0) return false;
     TurnGridUpright(samples, rows, wide, high);
     Turn(samples, CRawTurn::kCounterClockwise);

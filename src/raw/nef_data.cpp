@@ -30,6 +30,7 @@ constexpr CHuffmanTable kTables[] = {
 
 CDifferenceCodes CodesOf(uint32_t table) {
     const CHuffmanTable& t = kTables[std::min<size_t>(table, std::size(kTables) - 1)];
+    // NOLINTNEXTLINE(bugprone-unchecked-optional-access): each of these tables makes codes
     return *CDifferenceCodes::Make(t.counts, t.values, CCategoryForm::kLowBitsShared);
 }
 

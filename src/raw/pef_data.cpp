@@ -20,6 +20,7 @@ constexpr std::array<uint8_t, 13> kCategories{3, 4, 2, 5, 1, 6, 0, 7, 8, 9, 10, 
 bool ReadCompressedPEF(std::span<const uint8_t> data, uint32_t codedWidth, CRawSensorImage& image,
                        CImageReader* reader) {
     const auto codes = CDifferenceCodes::Make(kCounts, kCategories, CCategoryForm::kPlain);
+    if (!codes) return false;
     CDifferenceRows rows(data, {}, {});
     std::vector<uint16_t> row(codedWidth);
     for (uint32_t y = 0; y < image.samples.height; ++y) {

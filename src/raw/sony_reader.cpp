@@ -52,7 +52,7 @@ private:
     [[nodiscard]] bool OpenCiphered(const CRawDirectory& first);
     [[nodiscard]] bool OpenColumns(const CRawDirectory& first);
     [[nodiscard]] bool OpenDirectory(const CTIFFDirectoryList& directories);
-    [[nodiscard]] bool OpenPacked(const CRawDirectory& sensor);
+    [[nodiscard]] bool OpenPacked(const CRawDirectory& sensor, CRawDirectory::CSize size);
     [[nodiscard]] std::optional<uint32_t> PrivateOffset(const CRawDirectory& first) const;
     [[nodiscard]] bool SetSensor(uint32_t width, uint32_t height, uint64_t dataOffset);
     [[nodiscard]] bool OpenPreview(const CTIFFDirectoryList& directories);
@@ -166,17 +166,17 @@ bool CSonyReader::OpenDirectory(const CTIFFDirectoryList& directories) {
     if (const auto children = GetSubDirectories(directories[0])) {
         for (const CTIFFDirectory& child : *children) weigh(child);
     }
-    if (!sensor) return false;
-    if (packed) return OpenPacked(*sensor);
+    const auto size = sensor ? sensor->Size() : std::nullopt;
+    if (!size) return false;
+    if (packed) return OpenPacked(*sensor, *size);
     m_storage = CStorage::kBigWords;
-    const auto size = *sensor->Size();
     const auto data = sensor->Long(raw_tag::kStripOffsets);
-    return data && SetSensor(size.width, size.height, *data);
+    return data && SetSensor(size->width, size->height, *data);
 }
 
 /// The form by the stated length of the data.
-bool CSonyReader::OpenPacked(const CRawDirectory& sensor) {
-    auto [width, height] = *sensor.Size();
+bool CSonyReader::OpenPacked(const CRawDirectory& sensor, CRawDirectory::CSize size) {
+    auto [width, height] = size;
     const auto data = sensor.Long(raw_tag::kStripOffsets);
     const auto length = sensor.Long(raw_tag::kStripByteCounts);
     if (!data || !length) return false;
