@@ -3,19 +3,14 @@
 // reduction.
 
 #include <cstdio>
-#include <string>
 #include <vector>
 
 #include <benchmark/benchmark.h>
 #include <jpeglib.h>
 #include <kestr/kestr.h>
 
-#ifdef KESTR_BENCH_HAS_LIBRAW
-#include <libraw/libraw.h>
-#endif
-
-#include "support/bench_files.h"
 #include "support/dng_builder.h"
+#include "support/raw_tasks.h"
 
 namespace kestr::bench {
 namespace {
@@ -26,24 +21,7 @@ constexpr int64_t kPixels = int64_t{kWidth} * kHeight;
 constexpr int kPreviewWidth = 1024;
 constexpr int kPreviewHeight = 680;
 
-/// A smooth scene with the noise of a sensor, 14 bits, through filters R G / G B.
-std::vector<uint16_t> Mosaic() {
-    std::vector<uint16_t> mosaic(static_cast<size_t>(kPixels));
-    uint32_t random = 1;
-    for (uint32_t y = 0; y < kHeight; ++y) {
-        for (uint32_t x = 0; x < kWidth; ++x) {
-            random = random * 1664525 + 1013904223;
-            const uint32_t light = 900 + (x * 5 + y * 3) % 9000;
-            const uint32_t plane = y % 2 + x % 2;
-            const uint32_t share = plane == 0 ? 6 : plane == 1 ? 8 : 7;
-            mosaic[size_t{y} * kWidth + x] =
-                static_cast<uint16_t>(light * share / 8 + (random >> 16) % 120);
-        }
-    }
-    return mosaic;
-}
-
-/// A scene of the same kind as a JPEG stream.
+/// A scene as a JPEG stream.
 std::vector<uint8_t> PreviewStream() {
     jpeg_compress_struct info{};
     jpeg_error_mgr errors{};
@@ -86,7 +64,8 @@ struct CDNG {
         b.neutral = {0.75, 1, 0.875};
         b.white = {16383};
         // LibRaw takes the tables in order, whatever the scan says.
-        b.Compressed(Mosaic(), {.components = 2, .precision = 14, .tableNumber = 0});
+        b.Compressed(NoisyMosaic(kWidth, kHeight),
+                     {.components = 2, .precision = 14, .tableNumber = 0});
         b.preview = preview;
         b.previewWidth = kPreviewWidth;
         b.previewHeight = kPreviewHeight;
@@ -99,43 +78,14 @@ const CDNG& DNG() {
     return kDNG;
 }
 
-/// The file on disk as long as it is asked for.
-class CFile {
-public:
-    CFile() {
-        const auto wide = ScratchPath("bench.dng");
-        m_path.assign(wide.begin(), wide.end());
-        std::FILE* const out = std::fopen(m_path.c_str(), "wb");
-        std::fwrite(DNG().file.data(), 1, DNG().file.size(), out);
-        std::fclose(out);
-    }
-    ~CFile() { std::remove(m_path.c_str()); }
-    CFile(const CFile&) = delete;
-    CFile& operator=(const CFile&) = delete;
-    [[nodiscard]] const char* Path() const { return m_path.c_str(); }
-
-private:
-    std::string m_path;
-};
-
 void LoadBilinear(benchmark::State& state) {
-    const CFile file;
-    for (auto _ : state) {
-        const HKESTRSESSION session = cNewSession();
-        cSetRawInterpolationMethod(session, 0);
-        cUseCIECAM02(session, 0);
-        if (cLoadImageEx(session, file.Path(), 0, 0, nullptr, 0) == 0) {
-            state.SkipWithError("not loaded");
-        }
-        cDestroySession(session);
-    }
-    state.SetItemsProcessed(state.iterations() * kPixels);
+    LoadRaw(state, ".dng", DNG().file, kPixels);
 }
 BENCHMARK(LoadBilinear)->Name("dng_load_bilinear/kestr")->Unit(benchmark::kMillisecond);
 
 // Of 256 pixels what the reduction by 4 gives is the thumbnail; that of 160 is resampled from it.
 void Thumbnail(benchmark::State& state) {
-    const CFile file;
+    const CScratchFile file("bench.dng", DNG().file);
     const auto side = static_cast<int16_t>(state.range(0));
     for (auto _ : state) {
         const HKESTRSESSION session = cNewSession();
@@ -180,23 +130,10 @@ BENCHMARK(PreviewAlone)
     ->Name("dng_thumbnail/libjpeg_scaled_preview")
     ->Unit(benchmark::kMicrosecond);
 
-#ifdef KESTR_BENCH_HAS_LIBRAW
 void PeerLoad(benchmark::State& state) {
-    const CFile file;
-    for (auto _ : state) {
-        LibRaw raw;
-        raw.imgdata.params.user_qual = 0;
-        raw.imgdata.params.use_camera_wb = 1;
-        raw.imgdata.params.output_bps = 16;
-        if (raw.open_file(file.Path()) != LIBRAW_SUCCESS || raw.unpack() != LIBRAW_SUCCESS ||
-            raw.dcraw_process() != LIBRAW_SUCCESS) {
-            state.SkipWithError("not read");
-        }
-    }
-    state.SetItemsProcessed(state.iterations() * kPixels);
+    LoadByLibRaw(state, DNG().file, kPixels);
 }
 BENCHMARK(PeerLoad)->Name("dng_load_bilinear/libraw")->Unit(benchmark::kMillisecond);
-#endif
 
 }  // namespace
 }  // namespace kestr::bench

@@ -1,22 +1,15 @@
 // Raw files of some 12 Mpixel of Olympus, Pentax and Fujifilm, beside LibRaw: codes unpacked alone,
 // and files to the picture by bilinear interpolation.
 
-#include <cstdio>
-#include <string>
 #include <vector>
 
 #include <benchmark/benchmark.h>
-#include <kestr/kestr.h>
-
-#ifdef KESTR_BENCH_HAS_LIBRAW
-#include <libraw/libraw.h>
-#endif
 
 #include "raw/orf_data.h"
 #include "raw/pef_data.h"
 #include "raw/raw_sensor_image.h"
-#include "support/bench_files.h"
 #include "support/maker_raw_builders.h"
+#include "support/raw_tasks.h"
 
 namespace kestr::bench {
 namespace {
@@ -31,9 +24,9 @@ uint16_t Scene(uint32_t y, uint32_t x) {
 }
 
 struct CRawFile {
-    const char* extension;
     uint32_t width, height;
     std::vector<uint8_t> data, file;
+    [[nodiscard]] int64_t Pixels() const { return int64_t{width} * height; }
 };
 
 const CRawFile& Olympus() {
@@ -43,7 +36,7 @@ const CRawFile& Olympus() {
         b.width = 3720;
         b.height = 2800;
         b.data = test::CompressORF(b.width, b.height, Scene);
-        return CRawFile{".orf", b.width, b.height, b.data, b.File()};
+        return CRawFile{b.width, b.height, b.data, b.File()};
     }();
     return kFile;
 }
@@ -61,7 +54,7 @@ const CRawFile& Pentax() {
         b.compression = 65535;
         b.photometric = 32803;
         b.data = test::CompressPEF(b.width, b.height, Scene);
-        return CRawFile{".pef", b.width, b.height, b.data, b.File()};
+        return CRawFile{b.width, b.height, b.data, b.File()};
     }();
     return kFile;
 }
@@ -77,7 +70,7 @@ const CRawFile& Fujifilm() {
                 [](uint32_t y, uint32_t x) { return uint16_t(4 * Scene(y, x)); });
         // What LibRaw takes for a RAF file has a JPEG.
         b.jpeg.assign({0xFF, 0xD8, 0xFF, 0xD9});
-        return CRawFile{".raf", b.fullWidth, b.fullHeight, b.data, b.File()};
+        return CRawFile{b.fullWidth, b.fullHeight, b.data, b.File()};
     }();
     return kFile;
 }
@@ -104,74 +97,39 @@ void UnpackPEF(benchmark::State& state) {
 BENCHMARK(UnpackORF)->Name("orf_unpack/kestr")->Unit(benchmark::kMillisecond);
 BENCHMARK(UnpackPEF)->Name("pef_unpack/kestr")->Unit(benchmark::kMillisecond);
 
-void Load(benchmark::State& state, const CRawFile& raw) {
-    const auto wide = ScratchPath((std::string("bench") + raw.extension).c_str());
-    const std::string path(wide.begin(), wide.end());
-    std::FILE* const out = std::fopen(path.c_str(), "wb");
-    std::fwrite(raw.file.data(), 1, raw.file.size(), out);
-    std::fclose(out);
-    for (auto _ : state) {
-        const HKESTRSESSION session = cNewSession();
-        cSetRawInterpolationMethod(session, 0);
-        cUseCIECAM02(session, 0);
-        if (cLoadImageEx(session, path.c_str(), 0, 0, nullptr, 0) == 0) {
-            state.SkipWithError("not loaded");
-        }
-        cDestroySession(session);
-    }
-    state.SetItemsProcessed(state.iterations() * raw.width * raw.height);
-    std::remove(path.c_str());
-}
 void LoadORF(benchmark::State& state) {
-    Load(state, Olympus());
+    LoadRaw(state, ".orf", Olympus().file, Olympus().Pixels());
 }
 void LoadPEF(benchmark::State& state) {
-    Load(state, Pentax());
+    LoadRaw(state, ".pef", Pentax().file, Pentax().Pixels());
 }
 void LoadRAF(benchmark::State& state) {
-    Load(state, Fujifilm());
+    LoadRaw(state, ".raf", Fujifilm().file, Fujifilm().Pixels());
 }
 BENCHMARK(LoadORF)->Name("orf_load_bilinear/kestr")->Unit(benchmark::kMillisecond);
 BENCHMARK(LoadPEF)->Name("pef_load_bilinear/kestr")->Unit(benchmark::kMillisecond);
 BENCHMARK(LoadRAF)->Name("raf_load_bilinear/kestr")->Unit(benchmark::kMillisecond);
 
-#ifdef KESTR_BENCH_HAS_LIBRAW
-void Peer(benchmark::State& state, const CRawFile& raw, bool develop) {
-    for (auto _ : state) {
-        LibRaw peer;
-        peer.imgdata.params.user_qual = 0;
-        peer.imgdata.params.output_bps = 16;
-        if (peer.open_buffer(const_cast<uint8_t*>(raw.file.data()), raw.file.size()) !=
-                LIBRAW_SUCCESS ||
-            peer.unpack() != LIBRAW_SUCCESS ||
-            (develop && peer.dcraw_process() != LIBRAW_SUCCESS)) {
-            state.SkipWithError("not read");
-            break;
-        }
-    }
-    state.SetItemsProcessed(state.iterations() * raw.width * raw.height);
-}
 void PeerUnpackORF(benchmark::State& state) {
-    Peer(state, Olympus(), false);
+    UnpackByLibRaw(state, Olympus().file, Olympus().Pixels());
 }
 void PeerUnpackPEF(benchmark::State& state) {
-    Peer(state, Pentax(), false);
+    UnpackByLibRaw(state, Pentax().file, Pentax().Pixels());
 }
 void PeerORF(benchmark::State& state) {
-    Peer(state, Olympus(), true);
+    LoadByLibRaw(state, Olympus().file, Olympus().Pixels());
 }
 void PeerPEF(benchmark::State& state) {
-    Peer(state, Pentax(), true);
+    LoadByLibRaw(state, Pentax().file, Pentax().Pixels());
 }
 void PeerRAF(benchmark::State& state) {
-    Peer(state, Fujifilm(), true);
+    LoadByLibRaw(state, Fujifilm().file, Fujifilm().Pixels());
 }
 BENCHMARK(PeerUnpackORF)->Name("orf_unpack/libraw")->Unit(benchmark::kMillisecond);
 BENCHMARK(PeerUnpackPEF)->Name("pef_unpack/libraw")->Unit(benchmark::kMillisecond);
 BENCHMARK(PeerORF)->Name("orf_load_bilinear/libraw")->Unit(benchmark::kMillisecond);
 BENCHMARK(PeerPEF)->Name("pef_load_bilinear/libraw")->Unit(benchmark::kMillisecond);
 BENCHMARK(PeerRAF)->Name("raf_load_bilinear/libraw")->Unit(benchmark::kMillisecond);
-#endif
 
 }  // namespace
 }  // namespace kestr::bench

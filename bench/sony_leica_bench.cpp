@@ -1,21 +1,15 @@
 // Sensor values out of the files of Sony's and Panasonic's cameras, beside LibRaw: each form alone,
 // and an A700's file to the picture.
 
-#include <cstdio>
 #include <string>
 #include <vector>
 
 #include <benchmark/benchmark.h>
-#include <kestr/kestr.h>
-
-#ifdef KESTR_BENCH_HAS_LIBRAW
-#include <libraw/libraw.h>
-#endif
 
 #include "raw/raw_sensor_image.h"
 #include "raw/sensor_window.h"
 #include "raw/sony_data.h"
-#include "support/bench_files.h"
+#include "support/raw_tasks.h"
 #include "support/sony_builder.h"
 
 namespace kestr::bench {
@@ -145,65 +139,32 @@ BENCHMARK(UnpackA700)->Name("a700_unpack/kestr")->Unit(benchmark::kMillisecond);
 BENCHMARK(UnpackF828)->Name("f828_unpack/kestr")->Unit(benchmark::kMillisecond);
 BENCHMARK(UnpackLX2)->Name("lx2_unpack/kestr")->Unit(benchmark::kMillisecond);
 
-void LoadFile(benchmark::State& state, const CFile& file, const char* name) {
-    const auto wide = ScratchPath(name);
-    const std::string path(wide.begin(), wide.end());
-    std::FILE* const out = std::fopen(path.c_str(), "wb");
-    std::fwrite(file.file.data(), 1, file.file.size(), out);
-    std::fclose(out);
-    for (auto _ : state) {
-        const HKESTRSESSION session = cNewSession();
-        cSetRawInterpolationMethod(session, 0);
-        cUseCIECAM02(session, 0);
-        if (cLoadImageEx(session, path.c_str(), 0, 0, nullptr, 0) == 0) {
-            state.SkipWithError("not loaded");
-        }
-        cDestroySession(session);
-    }
-    state.SetItemsProcessed(state.iterations() * file.Pixels());
-    std::remove(path.c_str());
-}
 void LoadA700(benchmark::State& state) {
-    LoadFile(state, A700(), "bench.arw");
+    LoadRaw(state, ".arw", A700().file, A700().Pixels());
 }
 void LoadLX2(benchmark::State& state) {
-    LoadFile(state, LX2(), "bench.raw");
+    LoadRaw(state, ".raw", LX2().file, LX2().Pixels());
 }
 BENCHMARK(LoadA700)->Name("a700_load_bilinear/kestr")->Unit(benchmark::kMillisecond);
 BENCHMARK(LoadLX2)->Name("lx2_load_bilinear/kestr")->Unit(benchmark::kMillisecond);
 
-#ifdef KESTR_BENCH_HAS_LIBRAW
-void Peer(benchmark::State& state, const CFile& file, bool develop) {
-    for (auto _ : state) {
-        LibRaw raw;
-        raw.imgdata.params.user_qual = 0;
-        raw.imgdata.params.use_camera_wb = 1;
-        raw.imgdata.params.output_bps = 16;
-        if (raw.open_buffer(const_cast<uint8_t*>(file.file.data()), file.file.size()) !=
-                LIBRAW_SUCCESS ||
-            raw.unpack() != LIBRAW_SUCCESS || (develop && raw.dcraw_process() != LIBRAW_SUCCESS)) {
-            state.SkipWithError("not read");
-        }
-    }
-    state.SetItemsProcessed(state.iterations() * file.Pixels());
-}
 void PeerA100(benchmark::State& state) {
-    Peer(state, A100(), false);
+    UnpackByLibRaw(state, A100().file, A100().Pixels());
 }
 void PeerA700(benchmark::State& state) {
-    Peer(state, A700(), false);
+    UnpackByLibRaw(state, A700().file, A700().Pixels());
 }
 void PeerF828(benchmark::State& state) {
-    Peer(state, F828(), false);
+    UnpackByLibRaw(state, F828().file, F828().Pixels());
 }
 void PeerLX2(benchmark::State& state) {
-    Peer(state, LX2(), false);
+    UnpackByLibRaw(state, LX2().file, LX2().Pixels());
 }
 void PeerLoadA700(benchmark::State& state) {
-    Peer(state, A700(), true);
+    LoadByLibRaw(state, A700().file, A700().Pixels());
 }
 void PeerLoadLX2(benchmark::State& state) {
-    Peer(state, LX2(), true);
+    LoadByLibRaw(state, LX2().file, LX2().Pixels());
 }
 BENCHMARK(PeerA100)->Name("a100_unpack/libraw")->Unit(benchmark::kMillisecond);
 BENCHMARK(PeerA700)->Name("a700_unpack/libraw")->Unit(benchmark::kMillisecond);
@@ -211,7 +172,6 @@ BENCHMARK(PeerF828)->Name("f828_unpack/libraw")->Unit(benchmark::kMillisecond);
 BENCHMARK(PeerLX2)->Name("lx2_unpack/libraw")->Unit(benchmark::kMillisecond);
 BENCHMARK(PeerLoadA700)->Name("a700_load_bilinear/libraw")->Unit(benchmark::kMillisecond);
 BENCHMARK(PeerLoadLX2)->Name("lx2_load_bilinear/libraw")->Unit(benchmark::kMillisecond);
-#endif
 
 }  // namespace
 }  // namespace kestr::bench
