@@ -473,17 +473,16 @@ TEST_F(TiffTest, Pages) {
 }
 
 TEST_F(TiffTest, TakesNoMemoryForRowsThatNoPixelExplains) {
-    // 200 bytes that state a row of 65,535 pixels of 65,535 samples, four gigabytes.
+    // 200 bytes that state a row of 65,535 pixels of 4,096 samples, 256 megabytes.
     CTIFFBuilder b;
     const auto samples = b.Add(Bytes(64, 0));
-    const uint32_t side = 65535;
-    const auto file = b.Finish({{256, 4, 1, b.U32(side)},
+    const auto file = b.Finish({{256, 4, 1, b.U32(65535)},
                                 {257, 4, 1, b.U32(1)},
                                 {258, 3, 1, b.U16(8)},
                                 {259, 3, 1, b.U16(8)},
                                 {262, 3, 1, b.U16(1)},
                                 {273, 4, 1, b.U32(samples)},
-                                {277, 3, 1, b.U16(side)},
+                                {277, 3, 1, b.U16(4096)},
                                 {278, 4, 1, b.U32(1)},
                                 {279, 4, 1, b.U32(64)}});
     CHandle handle;
