@@ -3,11 +3,7 @@
 // After E. Chang, S. Cheung and D. Pan, "Color filter array recovery using a threshold-based
 // variable number of gradients".
 
-#include "raw/demosaic_vng.h"
-
-#include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <cstring>
 #include <utility>
 #include <vector>
@@ -15,6 +11,7 @@
 #include "platform/vector_clones.h"
 #include "raw/demosaic.h"
 #include "raw/demosaic_rows.h"
+#include "raw/demosaic_vng_any.h"
 #include "raw/demosaic_vng_rows.h"
 
 namespace kestr {

@@ -1,13 +1,13 @@
 // VNG for any pattern of three or four planes: what each place of the pattern looks at is found
 // when the picture begins.
 
-#include <algorithm>
+#include "raw/demosaic_vng_any.h"
+
 #include <array>
 #include <bit>
 #include <vector>
 
 #include "raw/demosaic.h"
-#include "raw/demosaic_vng.h"
 #include "raw/demosaic_vng_rows.h"
 
 namespace kestr {
